@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QString>
+
+// The per-user base folders of the XDG base directory rules: the variable when it holds an absolute
+// path, else the documented default under $HOME.
+namespace XdgPaths {
+QString configHome();
+QString dataHome();
+} // namespace XdgPaths
+
+namespace XdgPaths {
+// Creates `path` and any missing parents with mode 0700; folders that exist are left as they are.
+// True when the folder exists afterwards.
+bool makePrivateFolder(const QString &path);
+} // namespace XdgPaths

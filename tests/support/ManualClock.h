@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/Clock.h"
+
+#include <QPointer>
+
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+// A clock that moves only when a test calls advance(). Scheduled calls run on the thread that
+// advances, in deadline order (ties in scheduling order); sleepers on other threads wake when the
+// time they wait for is reached.
+class ManualClock final : public Clock
+{
+public:
+    Duration now() const override;
+    TimerHandle schedule(Duration delay, QObject *context, std::function<void()> action) override;
+    void sleep(Duration delay) override;
+
+    void advance(Duration by);
+    void advanceSeconds(double seconds) { advance(secondsToDuration(seconds)); }
+    // The number of scheduled calls not yet run or cancelled.
+    int pendingCount() const;
+    // The number of threads blocked in sleep().
+    int sleeperCount() const;
+
+private:
+    struct Entry {
+        Duration deadline;
+        quint64 order;
+        QPointer<QObject> context;
+        std::shared_ptr<std::atomic<bool>> cancelled;
+        std::function<void()> action;
+    };
+
+    mutable std::mutex mutex;
+    std::condition_variable moved;
+    Duration current{0};
+    quint64 nextOrder = 0;
+    int sleepers = 0;
+    std::vector<Entry> entries;
+};

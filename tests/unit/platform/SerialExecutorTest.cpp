@@ -1,0 +1,68 @@
+#include "platform/SerialExecutor.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace {
+
+TEST(SerialExecutor, RunsJobsOneAtATimeInOrder)
+{
+    std::vector<int> order;
+    std::atomic<int> running{0};
+    std::atomic<int> mostAtOnce{0};
+    QList<QFuture<int>> futures;
+    {
+        SerialExecutor executor;
+        // Submitted from several threads at once; each thread's jobs keep their order.
+        std::vector<std::thread> submitters;
+        std::mutex submitted;
+        for (int thread = 0; thread < 4; ++thread) {
+            submitters.emplace_back([&, thread] {
+                for (int i = 0; i < 50; ++i) {
+                    const int value = thread * 100 + i;
+                    std::scoped_lock lock(submitted);
+                    futures.append(executor.run([&, value] {
+                        mostAtOnce = std::max(mostAtOnce.load(), ++running);
+                        EXPECT_TRUE(executor.isCurrent());
+                        order.push_back(value);
+                        --running;
+                        return value * 2;
+                    }));
+                }
+            });
+        }
+        for (auto &submitter : submitters)
+            submitter.join();
+    }
+    // The destructor ran every submitted job before it returned.
+    ASSERT_EQ(order.size(), 200u);
+    EXPECT_EQ(mostAtOnce.load(), 1);
+    for (int thread = 0; thread < 4; ++thread) {
+        int last = -1;
+        for (const int value : order) {
+            if (value / 100 == thread) {
+                EXPECT_GT(value, last);
+                last = value;
+            }
+        }
+    }
+    for (const QFuture<int> &future : futures) {
+        ASSERT_TRUE(future.isFinished());
+        EXPECT_EQ(future.result() % 2, 0);
+    }
+}
+
+TEST(SerialExecutor, VoidJobsFinishTheirFuture)
+{
+    SerialExecutor executor;
+    bool ran = false;
+    QFuture<void> future = executor.run([&] { ran = true; });
+    future.waitForFinished();
+    EXPECT_TRUE(ran);
+    EXPECT_FALSE(executor.isCurrent());
+}
+
+} // namespace

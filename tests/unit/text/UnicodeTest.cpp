@@ -1,0 +1,104 @@
+#include "text/Unicode.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QString thumbsUp = QStringLiteral("👍🏽");                                  // emoji + skin tone
+const QString family = QStringLiteral("👨\u200D👩\u200D👧");                      // zero-width joiner sequence
+const QString flag = QStringLiteral("🇯🇵");                                       // regional indicator pair
+const QString decomposedGa = QStringLiteral("か\u3099");                          // か + combining voiced mark
+const QString eAcute = QStringLiteral("e\u0301");
+
+TEST(Unicode, CountsUserPerceivedCharacters)
+{
+    struct Case {
+        const char *name;
+        QString text;
+        qsizetype characters;
+    };
+    const Case cases[] = {
+        {"empty", QString(), 0},
+        {"ascii", QStringLiteral("abc"), 3},
+        {"japanese", QStringLiteral("会議は三時"), 5},
+        {"emoji with modifier", thumbsUp, 1},
+        {"joined family", family, 1},
+        {"flag", flag, 1},
+        {"combining mark", decomposedGa + eAcute, 2},
+        {"crlf is one", QStringLiteral("a\r\nb"), 3},
+        {"unpaired surrogate stands alone", QString(QChar(0xD800)) + QStringLiteral("a"), 2},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(Unicode::characterCount(c.text), c.characters);
+        const auto boundaries = Unicode::characterBoundaries(c.text);
+        EXPECT_EQ(boundaries.front(), 0);
+        EXPECT_EQ(boundaries.back(), c.text.size());
+    }
+}
+
+TEST(Unicode, CutsNeverSplitACharacter)
+{
+    const QString text = QStringLiteral("a") + thumbsUp + decomposedGa + family + QStringLiteral("z");
+    struct Case {
+        qsizetype count;
+        QString prefix;
+        QString suffix;
+    };
+    const Case cases[] = {
+        {-1, QString(), QString()},
+        {0, QString(), QString()},
+        {1, QStringLiteral("a"), QStringLiteral("z")},
+        {2, QStringLiteral("a") + thumbsUp, family + QStringLiteral("z")},
+        {3, QStringLiteral("a") + thumbsUp + decomposedGa, decomposedGa + family + QStringLiteral("z")},
+        {5, text, text},
+        {400, text, text},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.count);
+        EXPECT_EQ(Unicode::prefix(text, c.count), c.prefix);
+        EXPECT_EQ(Unicode::suffix(text, c.count), c.suffix);
+    }
+}
+
+TEST(Unicode, CanonicalEquivalence)
+{
+    EXPECT_TRUE(Unicode::isCanonicallyEquivalent(QStringLiteral("が"), decomposedGa));
+    EXPECT_TRUE(Unicode::isCanonicallyEquivalent(QStringLiteral("é"), eAcute));
+    // Compatibility forms are different text.
+    EXPECT_FALSE(Unicode::isCanonicallyEquivalent(QStringLiteral("ｶ"), QStringLiteral("カ")));
+    EXPECT_FALSE(Unicode::isCanonicallyEquivalent(QStringLiteral("ﬁ"), QStringLiteral("fi")));
+    EXPECT_FALSE(Unicode::isCanonicallyEquivalent(QStringLiteral("が"), QStringLiteral("か")));
+    EXPECT_EQ(Unicode::canonicalForm(QStringLiteral("が")), decomposedGa);
+}
+
+TEST(Unicode, LettersAndNumbersByCategory)
+{
+    struct Case {
+        char32_t codePoint;
+        bool expected;
+    };
+    const Case cases[] = {
+        {U'a', true}, {U'Z', true}, {U'7', true},  {U'あ', true}, {U'ー', true},  {U'漢', true}, {U'Ⅳ', true},
+        {U'²', true}, {U'、', false}, {U'。', false}, {U' ', false}, {U'!', false}, {0x301, false}, {0x1F44D, false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(static_cast<unsigned>(c.codePoint));
+        EXPECT_EQ(Unicode::isLetterOrNumber(c.codePoint), c.expected);
+    }
+}
+
+TEST(Unicode, FullCaseMapping)
+{
+    EXPECT_EQ(Unicode::uppercased(u"straße"), QStringLiteral("STRASSE"));
+    EXPECT_EQ(Unicode::uppercased(u"ﬁle"), QStringLiteral("FILE"));
+    // The user's locale never changes the mapping: I lower-cases to i, not dotless ı.
+    EXPECT_EQ(Unicode::lowercased(u"INFO"), QStringLiteral("info"));
+    EXPECT_EQ(Unicode::lowercased(u"ΣΑΣ"), QStringLiteral("σας"));
+    EXPECT_EQ(Unicode::uppercased(u"日本語"), QStringLiteral("日本語"));
+    EXPECT_TRUE(Unicode::containsIgnoringCase(u"Große Straße", u"STRASSE"));
+    EXPECT_TRUE(Unicode::containsIgnoringCase(u"Caf\u00E9", u"CAFE\u0301"));
+    EXPECT_FALSE(Unicode::containsIgnoringCase(u"Cafe", u"CAFÉ"));
+}
+
+} // namespace
