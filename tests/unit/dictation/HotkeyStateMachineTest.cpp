@@ -1,0 +1,136 @@
+#include "dictation/HotkeyStateMachine.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using A = HotkeyAction;
+
+enum class Event { down, downWithOther, up, other, escape, reset };
+
+struct Step {
+    Event event;
+    double at;
+    std::vector<HotkeyAction> expected;
+};
+
+struct Case {
+    const char *name;
+    std::vector<Step> steps;
+};
+
+std::vector<HotkeyAction> apply(HotkeyStateMachine &machine, const Step &step)
+{
+    switch (step.event) {
+    case Event::down: return machine.keyChanged(true, false, step.at);
+    case Event::downWithOther: return machine.keyChanged(true, true, step.at);
+    case Event::up: return machine.keyChanged(false, false, step.at);
+    case Event::other: return machine.anotherKeyPressed();
+    case Event::escape: return machine.escapePressed();
+    case Event::reset: machine.reset(); return {};
+    }
+    return {};
+}
+
+std::string describe(const std::vector<HotkeyAction> &actions)
+{
+    std::string text;
+    for (const HotkeyAction action : actions)
+        text += std::string(toString(action)) + ' ';
+    return text.empty() ? "(none)" : text;
+}
+
+// Each case drives a fresh machine through a gesture; the state it reaches is checked by what the
+// following events return.
+const Case cases[] = {
+    {"hold", {{Event::down, 10.0, {A::startRecording}}, {Event::up, 11.5, {A::finishRecording}}, {Event::down, 12.0, {A::startRecording}}}},
+    // Times start at 0 so that the differences at the boundaries are exactly the durations.
+    {"hold of exactly the minimum is a hold", {{Event::down, 0.0, {A::startRecording}}, {Event::up, 0.15, {A::finishRecording}}}},
+    {"release just under the minimum is a tap", {{Event::down, 0.0, {A::startRecording}}, {Event::up, 0.1499, {A::cancelRecording}}}},
+    {"tap then double press locks, next press finishes",
+     {{Event::down, 10.0, {A::startRecording}},
+      {Event::up, 10.1, {A::cancelRecording}},
+      {Event::down, 10.3, {A::startLockedRecording}},
+      {Event::up, 10.4, {}},
+      {Event::down, 15.0, {A::finishLockedRecording}},
+      {Event::down, 15.05, {}},
+      {Event::up, 15.1, {}},
+      {Event::down, 16.0, {A::startRecording}}}},
+    {"second press exactly at the interval is a double press",
+     {{Event::down, -0.1, {A::startRecording}}, {Event::up, 0.0, {A::cancelRecording}}, {Event::down, 0.35, {A::startLockedRecording}}}},
+    {"second press just past the interval starts a new hold",
+     {{Event::down, -0.1, {A::startRecording}},
+      {Event::up, 0.0, {A::cancelRecording}},
+      {Event::down, 0.3501, {A::startRecording}},
+      // The new hold is measured from its own press.
+      {Event::up, 0.45, {A::cancelRecording}}}},
+    {"late press after a tap is a new hold",
+     {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}}, {Event::down, 10.5, {A::startRecording}}, {Event::up, 11.0, {A::finishRecording}}}},
+    {"press while another key is held is suppressed until release",
+     {{Event::downWithOther, 10.0, {}}, {Event::down, 10.1, {}}, {Event::up, 10.2, {}}, {Event::down, 10.3, {A::startRecording}}}},
+    {"another key during a hold cancels and suppresses",
+     {{Event::down, 10.0, {A::startRecording}}, {Event::other, 10.1, {A::cancelRecording}}, {Event::other, 10.2, {}}, {Event::up, 11.0, {}}, {Event::down, 11.1, {A::startRecording}}}},
+    {"another key while waiting or locked does nothing",
+     {{Event::down, 10.0, {A::startRecording}},
+      {Event::up, 10.1, {A::cancelRecording}},
+      {Event::other, 10.15, {}},
+      {Event::down, 10.2, {A::startLockedRecording}},
+      {Event::other, 10.3, {}},
+      {Event::up, 10.4, {}},
+      {Event::down, 12.0, {A::finishLockedRecording}}}},
+    {"press with another key while waiting abandons the double press",
+     {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}}, {Event::downWithOther, 10.2, {}}, {Event::up, 10.3, {}}, {Event::down, 10.35, {A::startRecording}}}},
+    {"releases where nothing is held do nothing",
+     {{Event::up, 9.0, {}}, {Event::down, 10.0, {A::startRecording}}, {Event::down, 10.05, {}}, {Event::up, 10.1, {A::cancelRecording}}, {Event::up, 10.2, {}}, {Event::down, 10.3, {A::startLockedRecording}}}},
+    {"escape while idle does nothing", {{Event::escape, 9.0, {}}, {Event::down, 10.0, {A::startRecording}}}},
+    {"escape during a hold cancels; the release only returns to idle",
+     {{Event::down, 10.0, {A::startRecording}}, {Event::escape, 10.5, {A::cancelRecording}}, {Event::escape, 10.6, {}}, {Event::up, 11.0, {}}, {Event::down, 11.1, {A::startRecording}}}},
+    {"escape while waiting cancels again and swallows the next gesture",
+     {{Event::down, 10.0, {A::startRecording}},
+      {Event::up, 10.1, {A::cancelRecording}},
+      {Event::escape, 10.2, {A::cancelRecording}},
+      {Event::down, 10.25, {}},
+      {Event::up, 10.3, {}},
+      {Event::down, 10.35, {A::startRecording}}}},
+    {"escape while locked cancels and swallows the next gesture",
+     {{Event::down, 10.0, {A::startRecording}},
+      {Event::up, 10.1, {A::cancelRecording}},
+      {Event::down, 10.2, {A::startLockedRecording}},
+      {Event::up, 10.3, {}},
+      {Event::escape, 12.0, {A::cancelRecording}},
+      {Event::down, 13.0, {}},
+      {Event::up, 13.1, {}},
+      {Event::down, 14.0, {A::startRecording}}}},
+    {"reset from a hold", {{Event::down, 10.0, {A::startRecording}}, {Event::reset, 10.1, {}}, {Event::up, 10.2, {}}, {Event::down, 10.3, {A::startRecording}}}},
+    {"reset from waiting forgets the tap",
+     {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}}, {Event::reset, 10.15, {}}, {Event::down, 10.2, {A::startRecording}}}},
+    {"reset from locked", {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}}, {Event::down, 10.2, {A::startLockedRecording}}, {Event::reset, 11.0, {}}, {Event::down, 12.0, {A::startRecording}}}},
+    {"reset from suppression", {{Event::downWithOther, 10.0, {}}, {Event::reset, 10.1, {}}, {Event::down, 10.2, {A::startRecording}}}},
+};
+
+TEST(HotkeyStateMachine, Gestures)
+{
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        HotkeyStateMachine machine;
+        for (size_t i = 0; i < c.steps.size(); ++i) {
+            SCOPED_TRACE("step " + std::to_string(i));
+            EXPECT_EQ(describe(apply(machine, c.steps[i])), describe(c.steps[i].expected));
+        }
+    }
+}
+
+TEST(HotkeyStateMachine, UsesItsAdjustableDurations)
+{
+    HotkeyStateMachine machine;
+    machine.minimumHoldDuration = 0.5;
+    machine.doublePressInterval = 1.0;
+    machine.keyChanged(true, false, 0.0);
+    EXPECT_EQ(machine.keyChanged(false, false, 0.4), std::vector{HotkeyAction::cancelRecording});
+    EXPECT_EQ(machine.keyChanged(true, false, 1.4), std::vector{HotkeyAction::startLockedRecording});
+}
+
+} // namespace
