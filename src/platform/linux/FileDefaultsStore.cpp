@@ -1,0 +1,80 @@
+#include "platform/linux/FileDefaultsStore.h"
+
+#include "platform/XdgPaths.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QSaveFile>
+
+FileDefaultsStore::FileDefaultsStore(QString fileName)
+    : fileName(std::move(fileName))
+{
+    QFile file(this->fileName);
+    if (!file.exists())
+        return;
+    if (!file.open(QIODevice::ReadOnly)) {
+        keepsUnreadableFile = true;
+        return;
+    }
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject()) {
+        keepsUnreadableFile = true;
+        return;
+    }
+    values = document.object();
+}
+
+QString FileDefaultsStore::defaultFileName()
+{
+    return XdgPaths::configHome() + QStringLiteral("/sorawen/defaults.json");
+}
+
+std::optional<QByteArray> FileDefaultsStore::bytes(const QString &key) const
+{
+    const QJsonValue value = values.value(key);
+    if (!value.isString())
+        return std::nullopt;
+    return value.toString().toUtf8();
+}
+
+bool FileDefaultsStore::setBytes(const QString &key, const QByteArray &value)
+{
+    values.insert(key, QString::fromUtf8(value));
+    return write();
+}
+
+std::optional<bool> FileDefaultsStore::boolean(const QString &key) const
+{
+    const QJsonValue value = values.value(key);
+    if (!value.isBool())
+        return std::nullopt;
+    return value.toBool();
+}
+
+bool FileDefaultsStore::setBoolean(const QString &key, bool value)
+{
+    values.insert(key, value);
+    return write();
+}
+
+bool FileDefaultsStore::write()
+{
+    const QFileInfo info(fileName);
+    if (!XdgPaths::makePrivateFolder(info.absolutePath()))
+        return false;
+    if (keepsUnreadableFile) {
+        const QString aside = fileName + QStringLiteral(".unreadable");
+        QFile::remove(aside);
+        if (!QFile::rename(fileName, aside) && QFile::exists(fileName))
+            return false;
+        keepsUnreadableFile = false;
+    }
+    QSaveFile file(fileName);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    file.write(QJsonDocument(values).toJson(QJsonDocument::Indented));
+    return file.commit();
+}

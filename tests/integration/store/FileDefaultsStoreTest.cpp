@@ -1,0 +1,80 @@
+#include "platform/linux/FileDefaultsStore.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class FileDefaultsStoreTest : public ::testing::Test
+{
+protected:
+    QTemporaryDir root;
+    QString fileName() const { return root.filePath(QStringLiteral("config/sorawen/defaults.json")); }
+    void writeRaw(const QByteArray &bytes) const
+    {
+        QDir().mkpath(QFileInfo(fileName()).path());
+        QFile file(fileName());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(bytes);
+    }
+};
+
+TEST_F(FileDefaultsStoreTest, ValuesSurviveARestart)
+{
+    const QByteArray settings = R"({"hotkey":"rightOption","customInstructions":"敬語で\n"})";
+    {
+        FileDefaultsStore store(fileName());
+        EXPECT_FALSE(store.bytes(DefaultsKeys::settings));
+        EXPECT_FALSE(store.boolean(DefaultsKeys::onboardingCompleted));
+        EXPECT_TRUE(store.setBytes(DefaultsKeys::settings, settings));
+        EXPECT_TRUE(store.setBoolean(DefaultsKeys::onboardingCompleted, true));
+    }
+    FileDefaultsStore reopened(fileName());
+    EXPECT_EQ(reopened.bytes(DefaultsKeys::settings), settings);
+    EXPECT_EQ(reopened.boolean(DefaultsKeys::onboardingCompleted), true);
+    // A value of the other kind is no value.
+    EXPECT_FALSE(reopened.boolean(DefaultsKeys::settings));
+    EXPECT_FALSE(reopened.bytes(DefaultsKeys::onboardingCompleted));
+
+    EXPECT_EQ(QFileInfo(fileName()).permissions(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser);
+}
+
+TEST_F(FileDefaultsStoreTest, UnreadableFileIsMovedAsideNotOverwritten)
+{
+    const QByteArray broken = R"({"settings": "{\"hotkey\"": )";
+    writeRaw(broken);
+    FileDefaultsStore store(fileName());
+    EXPECT_FALSE(store.bytes(DefaultsKeys::settings));
+    EXPECT_TRUE(store.setBoolean(DefaultsKeys::onboardingCompleted, true));
+
+    QFile aside(fileName() + QStringLiteral(".unreadable"));
+    ASSERT_TRUE(aside.open(QIODevice::ReadOnly));
+    EXPECT_EQ(aside.readAll(), broken);
+    EXPECT_EQ(FileDefaultsStore(fileName()).boolean(DefaultsKeys::onboardingCompleted), true);
+}
+
+TEST_F(FileDefaultsStoreTest, FileThatIsNotAnObjectReadsAsEmpty)
+{
+    writeRaw("[true]");
+    FileDefaultsStore store(fileName());
+    EXPECT_FALSE(store.boolean(DefaultsKeys::onboardingCompleted));
+}
+
+TEST_F(FileDefaultsStoreTest, FailedWriteKeepsTheValueInMemory)
+{
+    QFile blocker(root.filePath(QStringLiteral("config")));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    FileDefaultsStore store(fileName());
+    EXPECT_FALSE(store.setBytes(DefaultsKeys::settings, "{}"));
+    EXPECT_EQ(store.bytes(DefaultsKeys::settings), QByteArray("{}"));
+
+    ASSERT_TRUE(QFile::remove(blocker.fileName()));
+    EXPECT_TRUE(store.setBoolean(DefaultsKeys::onboardingCompleted, false));
+    EXPECT_EQ(FileDefaultsStore(fileName()).bytes(DefaultsKeys::settings), QByteArray("{}"));
+}
+
+} // namespace

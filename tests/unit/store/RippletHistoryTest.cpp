@@ -1,0 +1,143 @@
+#include "store/RippletHistory.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTimeZone>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+HistoryItem item(const QString &text, const QString &application = QStringLiteral("テキストエディタ"))
+{
+    return HistoryItem{QUuid::createUuid(), 785000000.25, application, text + QStringLiteral("（生）"), text};
+}
+
+RippletHistory historyOf(int count)
+{
+    RippletHistory history;
+    for (int i = 0; i < count; ++i)
+        history.items.append(item(QString::number(i)));
+    return history;
+}
+
+TEST(RippletHistory, AddKeepsTheNewestWithinTheLimit)
+{
+    struct Case {
+        const char *name;
+        int before;
+        qint64 limit;
+        int after;
+    };
+    const Case cases[] = {
+        {"limit 0 on empty", 0, 0, 1},   {"limit -5 on empty", 0, -5, 1}, {"limit 0 on three", 3, 0, 1},
+        {"limit -5 on three", 3, -5, 1}, {"limit 1 on three", 3, 1, 1},   {"limit 3 on three", 3, 3, 3},
+        {"limit 10 on three", 3, 10, 4}, {"limit 4 on three", 3, 4, 4},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        RippletHistory history = historyOf(c.before);
+        const RippletHistory previous = history;
+        const HistoryItem added = item(QStringLiteral("new"));
+        history.add(added, c.limit);
+        ASSERT_EQ(history.items.size(), c.after);
+        EXPECT_EQ(history.items.first(), added);
+        // What stays is the newest of the previous items, in their order.
+        for (int i = 1; i < c.after; ++i)
+            EXPECT_EQ(history.items[i], previous.items[i - 1]);
+    }
+}
+
+TEST(RippletHistory, StoredFormRoundTrips)
+{
+    RippletHistory history;
+    history.items = {HistoryItem{QUuid::fromString(QStringLiteral("0b0e6b4e-4a8b-4c4b-9c8e-2c6e1e0f9a11")), 785000000.123456,
+                                 QStringLiteral("端末"), QStringLiteral("えーと、\"三時\"\nから"), QStringLiteral("三時から")},
+                     HistoryItem{QUuid::createUuid(), -12.5, QString(), QString(), QStringLiteral("👍🏽")}};
+    const std::optional<QByteArray> bytes = history.encoded();
+    ASSERT_TRUE(bytes);
+    EXPECT_EQ(RippletHistory::load(bytes), history);
+    EXPECT_TRUE(bytes->startsWith(R"({"items":[{"id":"0B0E6B4E-4A8B-4C4B-9C8E-2C6E1E0F9A11","date":785000000.123456,)"));
+    EXPECT_EQ(RippletHistory().encoded(), QByteArray(R"({"items":[]})"));
+}
+
+TEST(RippletHistory, DateCountsFromTheStartOf2001)
+{
+    const QDateTime moment(QDate(2001, 1, 2), QTime(0, 0, 1, 500), QTimeZone::utc());
+    EXPECT_EQ(HistoryItem::secondsSinceReferenceDate(moment), 86401.5);
+    EXPECT_EQ((HistoryItem{QUuid(), 86401.5, {}, {}, {}}).dateTime(), moment);
+}
+
+TEST(RippletHistory, UnreadableDataGivesAnEmptyHistory)
+{
+    const QByteArray good = *historyOf(2).encoded();
+    QJsonObject withoutPolished = QJsonDocument::fromJson(good).object();
+    QJsonArray items = withoutPolished.value(QStringLiteral("items")).toArray();
+    QJsonObject first = items.first().toObject();
+    first.remove(QStringLiteral("polishedText"));
+    items.replace(0, first);
+    withoutPolished.insert(QStringLiteral("items"), items);
+
+    struct Case {
+        const char *name;
+        std::optional<QByteArray> bytes;
+    };
+    const Case cases[] = {
+        {"absent", std::nullopt},
+        {"empty", QByteArray()},
+        {"truncated", good.left(good.size() / 2)},
+        {"not JSON", QByteArray("history")},
+        {"array at the top", QByteArray("[]")},
+        {"no items key", QByteArray(R"({"entries":[]})")},
+        {"one item lacks polishedText", QJsonDocument(withoutPolished).toJson()},
+        {"date as text", QByteArray(R"({"items":[{"id":"0B0E6B4E-4A8B-4C4B-9C8E-2C6E1E0F9A11","date":"today","applicationName":"a","rawText":"b","polishedText":"c"}]})")},
+        {"id not a UUID", QByteArray(R"({"items":[{"id":"42","date":1,"applicationName":"a","rawText":"b","polishedText":"c"}]})")},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_TRUE(RippletHistory::load(c.bytes).items.isEmpty());
+    }
+}
+
+TEST(RippletHistory, ExtraKeysAreIgnored)
+{
+    const RippletHistory history = RippletHistory::load(QByteArray(
+        R"({"version":2,"items":[{"id":"0b0e6b4e-4a8b-4c4b-9c8e-2c6e1e0f9a11","date":3,"applicationName":"a","rawText":"b","polishedText":"c","tags":[]}]})"));
+    ASSERT_EQ(history.items.size(), 1);
+    EXPECT_EQ(history.items.first().polishedText, QStringLiteral("c"));
+    EXPECT_EQ(history.items.first().date, 3.0);
+}
+
+TEST(RippletHistory, SearchMatchesAnyTextIgnoringCase)
+{
+    RippletHistory history;
+    history.items = {HistoryItem{QUuid::createUuid(), 3, QStringLiteral("firefox"), QStringLiteral("会議は三時"), QStringLiteral("会議は三時です")},
+                     HistoryItem{QUuid::createUuid(), 2, QStringLiteral("Kate"), QStringLiteral("Straße"), QStringLiteral("STRASSE")},
+                     HistoryItem{QUuid::createUuid(), 1, QStringLiteral("端末"), QStringLiteral("ls -la"), QStringLiteral("ls -la")}};
+    struct Case {
+        const char *name;
+        QString query;
+        QList<int> expected;
+    };
+    const Case cases[] = {
+        {"empty", QString(), {0, 1, 2}},
+        {"only spaces", QStringLiteral("   \n"), {0, 1, 2}},
+        {"capitals find a lower-case application name", QStringLiteral("FIREFOX"), {0}},
+        {"trimmed before matching", QStringLiteral("  kate "), {1}},
+        {"raw text only", QStringLiteral("会議は三時"), {0}},
+        {"polished text only", QStringLiteral("です"), {0}},
+        {"full case folding", QStringLiteral("strasse"), {1}},
+        {"no match", QStringLiteral("明日"), {}},
+        {"inner spaces are kept", QStringLiteral("ls  -la"), {}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        QList<HistoryItem> expected;
+        for (const int index : c.expected)
+            expected.append(history.items[index]);
+        EXPECT_EQ(history.search(c.query), expected);
+    }
+}
+
+} // namespace
