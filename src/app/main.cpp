@@ -1,0 +1,57 @@
+#include "app/Localization.h"
+#include "app/TrayMenu.h"
+
+#include <QApplication>
+#include <QSocketNotifier>
+#include <QSystemTrayIcon>
+#include <QTextStream>
+
+#include <csignal>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+int signalPipe[2] = {-1, -1};
+
+// Ctrl+C in a terminal or the session's SIGTERM ends the event loop the way "終了" does. A signal
+// handler may only write to a file descriptor; the event loop reads it and quits.
+void quitOnTerminationSignals(QApplication &application)
+{
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, signalPipe) != 0)
+        return;
+    auto *notifier = new QSocketNotifier(signalPipe[1], QSocketNotifier::Read, &application);
+    QObject::connect(notifier, &QSocketNotifier::activated, &application, [] {
+        char byte = 0;
+        [[maybe_unused]] const auto ignored = ::read(signalPipe[1], &byte, 1);
+        QCoreApplication::quit();
+    });
+    struct sigaction action {};
+    action.sa_handler = [](int) {
+        const char byte = 1;
+        [[maybe_unused]] const auto ignored = ::write(signalPipe[0], &byte, 1);
+    };
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    ::sigaction(SIGINT, &action, nullptr);
+    ::sigaction(SIGTERM, &action, nullptr);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Sorawen"));
+    QApplication::setApplicationVersion(QStringLiteral(SORAWEN_VERSION));
+    QApplication::setQuitOnLastWindowClosed(false);
+    Localization::install(application);
+    quitOnTerminationSignals(application);
+
+    TrayMenu tray;
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
+        QTextStream(stderr) << QApplication::translate("main", "システムトレイが見つからないため、アイコンなしで動作します。")
+                            << Qt::endl;
+    }
+    return QApplication::exec();
+}

@@ -1,0 +1,44 @@
+#include "CliCommand.h"
+
+#include <QCoreApplication>
+#include <QTextStream>
+
+#include <array>
+
+namespace {
+
+constexpr std::array commands{
+    CliCommand{"settings", "settings < stored.json", runSettingsCommand},
+};
+
+int printUsage(QTextStream &stream)
+{
+    stream << "usage: sorawen-cli <command> [arguments]\n\ncommands:\n";
+    for (const CliCommand &command : commands)
+        stream << "  " << command.usage << '\n';
+    stream.flush();
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    QTextStream errors(stderr);
+    if (arguments.isEmpty())
+        return printUsage(errors);
+    const QString name = arguments.takeFirst();
+    if (name == u"--help" || name == u"help") {
+        QTextStream out(stdout);
+        printUsage(out);
+        return 0;
+    }
+    for (const CliCommand &command : commands) {
+        if (name == QLatin1StringView(command.name))
+            return command.run(arguments);
+    }
+    errors << "sorawen-cli: unknown command '" << name << "'\n\n";
+    return printUsage(errors);
+}
