@@ -46,7 +46,7 @@ TrayMenu::TrayMenu(QObject *parent)
     connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit);
     icon->setContextMenu(menu);
     icon->setToolTip(QStringLiteral("Sorawen"));
-    showState(FlowState::Idle{});
+    showState(FlowState::Idle {});
     icon->show();
 }
 

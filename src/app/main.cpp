@@ -26,7 +26,8 @@ void quitOnTerminationSignals(QApplication &application)
         [[maybe_unused]] const auto ignored = ::read(signalPipe[1], &byte, 1);
         QCoreApplication::quit();
     });
-    struct sigaction action {};
+    struct sigaction action {
+    };
     action.sa_handler = [](int) {
         const char byte = 1;
         [[maybe_unused]] const auto ignored = ::write(signalPipe[0], &byte, 1);
@@ -50,7 +51,8 @@ int main(int argc, char *argv[])
 
     TrayMenu tray;
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-        QTextStream(stderr) << QApplication::translate("main", "システムトレイが見つからないため、アイコンなしで動作します。")
+        QTextStream(stderr) << QApplication::translate(
+            "main", "システムトレイが見つからないため、アイコンなしで動作します。")
                             << Qt::endl;
     }
     return QApplication::exec();

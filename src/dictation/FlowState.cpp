@@ -15,7 +15,7 @@ QString label(const Value &state)
         QString operator()(Locked) const { return QCoreApplication::translate("FlowState", "固定録音中"); }
         QString operator()(Processing) const { return QCoreApplication::translate("FlowState", "確定処理中"); }
     };
-    return std::visit(Labels{}, state);
+    return std::visit(Labels {}, state);
 }
 
 } // namespace FlowState

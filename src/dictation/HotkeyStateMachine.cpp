@@ -9,27 +9,27 @@ std::vector<HotkeyAction> HotkeyStateMachine::pressed(bool otherKeyIsDown, doubl
 {
     if (std::holds_alternative<Idle>(state)) {
         if (otherKeyIsDown) {
-            state = SuppressUntilRelease{};
+            state = SuppressUntilRelease {};
             return {};
         }
-        state = Pressed{at};
+        state = Pressed {at};
         return {HotkeyAction::startRecording};
     }
     if (const auto *waiting = std::get_if<WaitingSecond>(&state)) {
         if (otherKeyIsDown) {
-            state = SuppressUntilRelease{};
+            state = SuppressUntilRelease {};
             return {};
         }
         // A gap of exactly the interval still counts as a double press.
         if (at - waiting->releasedAt <= doublePressInterval) {
-            state = Locked{};
+            state = Locked {};
             return {HotkeyAction::startLockedRecording};
         }
-        state = Pressed{at};
+        state = Pressed {at};
         return {HotkeyAction::startRecording};
     }
     if (std::holds_alternative<Locked>(state)) {
-        state = SuppressUntilRelease{};
+        state = SuppressUntilRelease {};
         return {HotkeyAction::finishLockedRecording};
     }
     // Pressed or SuppressUntilRelease: a repeated press changes nothing.
@@ -41,14 +41,14 @@ std::vector<HotkeyAction> HotkeyStateMachine::released(double at)
     if (const auto *down = std::get_if<Pressed>(&state)) {
         // A hold of exactly the minimum counts as a hold.
         if (at - down->startedAt < minimumHoldDuration) {
-            state = WaitingSecond{at};
+            state = WaitingSecond {at};
             return {HotkeyAction::cancelRecording};
         }
-        state = Idle{};
+        state = Idle {};
         return {HotkeyAction::finishRecording};
     }
     if (std::holds_alternative<SuppressUntilRelease>(state))
-        state = Idle{};
+        state = Idle {};
     return {};
 }
 
@@ -56,7 +56,7 @@ std::vector<HotkeyAction> HotkeyStateMachine::anotherKeyPressed()
 {
     if (!std::holds_alternative<Pressed>(state))
         return {};
-    state = SuppressUntilRelease{};
+    state = SuppressUntilRelease {};
     return {HotkeyAction::cancelRecording};
 }
 
@@ -64,11 +64,11 @@ std::vector<HotkeyAction> HotkeyStateMachine::escapePressed()
 {
     if (std::holds_alternative<Idle>(state) || std::holds_alternative<SuppressUntilRelease>(state))
         return {};
-    state = SuppressUntilRelease{};
+    state = SuppressUntilRelease {};
     return {HotkeyAction::cancelRecording};
 }
 
 void HotkeyStateMachine::reset()
 {
-    state = Idle{};
+    state = Idle {};
 }

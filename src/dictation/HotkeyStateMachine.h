@@ -28,13 +28,16 @@ private:
     struct WaitingSecond {
         double releasedAt;
     };
-    struct Idle {};
-    struct Locked {};
-    struct SuppressUntilRelease {};
+    struct Idle {
+    };
+    struct Locked {
+    };
+    struct SuppressUntilRelease {
+    };
     using State = std::variant<Pressed, WaitingSecond, Idle, Locked, SuppressUntilRelease>;
 
     std::vector<HotkeyAction> pressed(bool otherKeyIsDown, double at);
     std::vector<HotkeyAction> released(double at);
 
-    State state = Idle{};
+    State state = Idle {};
 };

@@ -18,8 +18,8 @@ std::optional<RecordingCommand::Value> RecordingLifecycle::requestStart(bool loc
 {
     if (std::holds_alternative<Idle>(phase)) {
         ++nextGeneration;
-        phase = Starting{nextGeneration, locked};
-        return RecordingCommand::Start{nextGeneration, locked};
+        phase = Starting {nextGeneration, locked};
+        return RecordingCommand::Start {nextGeneration, locked};
     }
     // A locked request during a running start or recording only marks it hands-free.
     if (locked) {
@@ -35,8 +35,8 @@ std::optional<RecordingCommand::Value> RecordingLifecycle::requestFinish()
 {
     if (std::holds_alternative<Starting>(phase) || std::holds_alternative<Recording>(phase)) {
         const quint64 generation = *generationOf(phase);
-        phase = Finalizing{generation};
-        return RecordingCommand::Finish{generation};
+        phase = Finalizing {generation};
+        return RecordingCommand::Finish {generation};
     }
     return std::nullopt;
 }
@@ -46,8 +46,8 @@ std::optional<RecordingCommand::Value> RecordingLifecycle::requestCancel()
     const std::optional<quint64> generation = generationOf(phase);
     if (!generation)
         return std::nullopt;
-    phase = Idle{};
-    return RecordingCommand::Cancel{*generation};
+    phase = Idle {};
+    return RecordingCommand::Cancel {*generation};
 }
 
 bool RecordingLifecycle::didStart(quint64 generation)
@@ -55,7 +55,7 @@ bool RecordingLifecycle::didStart(quint64 generation)
     const auto *starting = std::get_if<Starting>(&phase);
     if (starting == nullptr || starting->generation != generation)
         return false;
-    phase = Recording{generation, starting->locked};
+    phase = Recording {generation, starting->locked};
     return true;
 }
 
@@ -64,7 +64,7 @@ bool RecordingLifecycle::complete(quint64 generation)
     const auto *finalizing = std::get_if<Finalizing>(&phase);
     if (finalizing == nullptr || finalizing->generation != generation)
         return false;
-    phase = Idle{};
+    phase = Idle {};
     return true;
 }
 
@@ -72,6 +72,6 @@ bool RecordingLifecycle::fail(quint64 generation)
 {
     if (generationOf(phase) != generation)
         return false;
-    phase = Idle{};
+    phase = Idle {};
     return true;
 }

@@ -53,7 +53,7 @@ using Value = std::variant<Start, Cancel, Finish>;
 class RecordingLifecycle
 {
 public:
-    RecordingPhase::Value phase = RecordingPhase::Idle{};
+    RecordingPhase::Value phase = RecordingPhase::Idle {};
     quint64 nextGeneration = 0;
 
     std::optional<RecordingCommand::Value> requestStart(bool locked);

@@ -14,8 +14,7 @@ public:
     TimerHandle() = default;
     explicit TimerHandle(std::shared_ptr<std::atomic<bool>> cancelled)
         : cancelled(std::move(cancelled))
-    {
-    }
+    { }
     void cancel() const
     {
         if (cancelled)

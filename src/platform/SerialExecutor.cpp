@@ -2,8 +2,7 @@
 
 SerialExecutor::SerialExecutor()
     : worker([this] { work(); })
-{
-}
+{ }
 
 SerialExecutor::~SerialExecutor()
 {

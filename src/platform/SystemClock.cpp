@@ -22,10 +22,10 @@ TimerHandle SystemClock::schedule(Duration delay, QObject *context, std::functio
     auto start = [this, deadline, context, cancelled, action = std::move(action)]() mutable {
         const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(deadline - now());
         QTimer::singleShot(std::max(remaining, std::chrono::milliseconds(0)), Qt::PreciseTimer, context,
-                           [cancelled, action = std::move(action)] {
-                               if (!cancelled->load())
-                                   action();
-                           });
+            [cancelled, action = std::move(action)] {
+                if (!cancelled->load())
+                    action();
+            });
     };
     if (QThread::currentThread() == context->thread())
         start();

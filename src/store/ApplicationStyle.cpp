@@ -22,10 +22,10 @@ std::optional<ApplicationStyle> ApplicationStyle::decoded(const QJsonObject &obj
 void ApplicationStyle::encode(JsonWriter &writer) const
 {
     writer.beginObject()
-        .key(u"id").value(JsonFields::uuidText(id))
-        .key(u"bundleIdentifier").value(bundleIdentifier)
-        .key(u"applicationName").value(applicationName)
-        .key(u"instruction").value(instruction)
-        .key(u"skipsPolishing").value(skipsPolishing)
+        .member(u"id", JsonFields::uuidText(id))
+        .member(u"bundleIdentifier", bundleIdentifier)
+        .member(u"applicationName", applicationName)
+        .member(u"instruction", instruction)
+        .member(u"skipsPolishing", skipsPolishing)
         .endObject();
 }

@@ -20,8 +20,8 @@ std::optional<DictionaryEntry> DictionaryEntry::decoded(const QJsonObject &objec
 void DictionaryEntry::encode(JsonWriter &writer) const
 {
     writer.beginObject()
-        .key(u"id").value(JsonFields::uuidText(id))
-        .key(u"spoken").value(spoken)
-        .key(u"replacement").value(replacement)
+        .member(u"id", JsonFields::uuidText(id))
+        .member(u"spoken", spoken)
+        .member(u"replacement", replacement)
         .endObject();
 }

@@ -2,8 +2,7 @@
 
 HistoryPersistence::HistoryPersistence(QString fileName)
     : file(std::move(fileName))
-{
-}
+{ }
 
 QFuture<RippletHistory> HistoryPersistence::load()
 {

@@ -12,7 +12,7 @@ struct Properties {
 };
 
 // In the order of HotkeyChoice::Case.
-constexpr std::array<Properties, 9> table{{
+constexpr std::array<Properties, 9> table {{
     {u"function", 0x3F, 0x800000, QT_TRANSLATE_NOOP("HotkeyChoice", "fn（地球儀）キー")},
     {u"rightOption", 0x3D, 0x40, QT_TRANSLATE_NOOP("HotkeyChoice", "右 Option")},
     {u"leftOption", 0x3A, 0x20, QT_TRANSLATE_NOOP("HotkeyChoice", "左 Option")},
@@ -33,8 +33,8 @@ const Properties &propertiesOf(HotkeyChoice choice)
 
 const std::array<HotkeyChoice, 9> &HotkeyChoice::allCases()
 {
-    static const std::array<HotkeyChoice, 9> cases{function,    rightOption, leftOption, rightCommand, leftCommand,
-                                                   rightControl, leftControl, rightShift, leftShift};
+    static const std::array<HotkeyChoice, 9> cases {
+        function, rightOption, leftOption, rightCommand, leftCommand, rightControl, leftControl, rightShift, leftShift};
     return cases;
 }
 

@@ -29,8 +29,7 @@ public:
 
     constexpr HotkeyChoice(Case value) // NOLINT(google-explicit-constructor): reads like the enum it wraps
         : value(value)
-    {
-    }
+    { }
 
     static const std::array<HotkeyChoice, 9> &allCases();
     static std::optional<HotkeyChoice> fromRawValue(QStringView rawValue);

@@ -7,7 +7,7 @@
 #include <vector>
 
 // Compact JSON written in the order the caller gives, which QJsonObject (sorted keys) cannot do.
-// Usage: writer.beginObject().key(u"a").value(1).endObject(); then take(). A non-finite number
+// Usage: writer.beginObject().member(u"a", 1).endObject(); then take(). A non-finite number
 // makes the document invalid (JSON has no such numbers): take() then returns nothing.
 class JsonWriter
 {
@@ -21,6 +21,11 @@ public:
     JsonWriter &value(bool flag);
     JsonWriter &value(qint64 number);
     JsonWriter &value(double number);
+    template<typename Value>
+    JsonWriter &member(QStringView name, const Value &value)
+    {
+        return key(name).value(value);
+    }
 
     std::optional<QByteArray> take();
 

@@ -6,7 +6,7 @@
 
 const std::array<RecognitionLanguage, 2> &RecognitionLanguage::allCases()
 {
-    static const std::array<RecognitionLanguage, 2> cases{japanese, english};
+    static const std::array<RecognitionLanguage, 2> cases {japanese, english};
     return cases;
 }
 

@@ -14,8 +14,7 @@ public:
 
     constexpr RecognitionLanguage(Case value) // NOLINT(google-explicit-constructor): reads like the enum it wraps
         : value(value)
-    {
-    }
+    { }
 
     static const std::array<RecognitionLanguage, 2> &allCases();
     static std::optional<RecognitionLanguage> fromRawValue(QStringView rawValue);

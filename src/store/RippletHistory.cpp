@@ -24,7 +24,7 @@ std::optional<HistoryItem> decodedItem(const QJsonValue &value)
     const auto polishedText = JsonFields::string(object, "polishedText"_L1);
     if (!id || !date || !applicationName || !rawText || !polishedText)
         return std::nullopt;
-    return HistoryItem{*id, *date, *applicationName, *rawText, *polishedText};
+    return HistoryItem {*id, *date, *applicationName, *rawText, *polishedText};
 }
 
 } // namespace
@@ -41,7 +41,7 @@ RippletHistory RippletHistory::load(const std::optional<QByteArray> &bytes)
 {
     if (!bytes)
         return {};
-    QJsonParseError error{};
+    QJsonParseError error {};
     const QJsonDocument document = QJsonDocument::fromJson(*bytes, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject())
         return {};
@@ -64,11 +64,11 @@ std::optional<QByteArray> RippletHistory::encoded() const
     writer.beginObject().key(u"items").beginArray();
     for (const HistoryItem &item : items) {
         writer.beginObject()
-            .key(u"id").value(JsonFields::uuidText(item.id))
-            .key(u"date").value(item.date)
-            .key(u"applicationName").value(item.applicationName)
-            .key(u"rawText").value(item.rawText)
-            .key(u"polishedText").value(item.polishedText)
+            .member(u"id", JsonFields::uuidText(item.id))
+            .member(u"date", item.date)
+            .member(u"applicationName", item.applicationName)
+            .member(u"rawText", item.rawText)
+            .member(u"polishedText", item.polishedText)
             .endObject();
     }
     writer.endArray().endObject();
@@ -82,7 +82,8 @@ QList<HistoryItem> RippletHistory::search(QStringView query) const
         return items;
     QList<HistoryItem> found;
     for (const HistoryItem &item : items) {
-        if (Unicode::containsIgnoringCase(item.rawText, trimmed) || Unicode::containsIgnoringCase(item.polishedText, trimmed)
+        if (Unicode::containsIgnoringCase(item.rawText, trimmed)
+            || Unicode::containsIgnoringCase(item.polishedText, trimmed)
             || Unicode::containsIgnoringCase(item.applicationName, trimmed))
             found.append(item);
     }

@@ -54,7 +54,7 @@ RippletSettings RippletSettings::load(const std::optional<QByteArray> &bytes)
 {
     if (!bytes)
         return {};
-    QJsonParseError error{};
+    QJsonParseError error {};
     const QJsonDocument document = QJsonDocument::fromJson(*bytes, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject())
         return {};
@@ -87,23 +87,23 @@ std::optional<QByteArray> RippletSettings::encoded() const
 {
     JsonWriter writer;
     writer.beginObject();
-    writer.key(u"hotkey").value(hotkey.rawValue());
+    writer.member(u"hotkey", hotkey.rawValue());
     writer.key(u"dictionary");
     encodeList(writer, dictionary);
-    writer.key(u"customInstructions").value(customInstructions);
+    writer.member(u"customInstructions", customInstructions);
     writer.key(u"applicationStyles");
     encodeList(writer, applicationStyles);
-    writer.key(u"deepContextEnabled").value(deepContextEnabled);
-    writer.key(u"language").value(language.rawValue());
-    writer.key(u"polishingEnabled").value(polishingEnabled);
-    writer.key(u"skipPolishingBelowCharacters").value(skipPolishingBelowCharacters);
-    writer.key(u"polishingTimeoutSeconds").value(polishingTimeoutSeconds);
-    writer.key(u"pasteboardRestoreDelaySeconds").value(pasteboardRestoreDelaySeconds);
-    writer.key(u"historyEnabled").value(historyEnabled);
-    writer.key(u"historyLimit").value(historyLimit);
-    writer.key(u"launchAtLogin").value(launchAtLogin);
-    writer.key(u"playSounds").value(playSounds);
-    writer.key(u"spokenPunctuationEnabled").value(spokenPunctuationEnabled);
+    writer.member(u"deepContextEnabled", deepContextEnabled);
+    writer.member(u"language", language.rawValue());
+    writer.member(u"polishingEnabled", polishingEnabled);
+    writer.member(u"skipPolishingBelowCharacters", skipPolishingBelowCharacters);
+    writer.member(u"polishingTimeoutSeconds", polishingTimeoutSeconds);
+    writer.member(u"pasteboardRestoreDelaySeconds", pasteboardRestoreDelaySeconds);
+    writer.member(u"historyEnabled", historyEnabled);
+    writer.member(u"historyLimit", historyLimit);
+    writer.member(u"launchAtLogin", launchAtLogin);
+    writer.member(u"playSounds", playSounds);
+    writer.member(u"spokenPunctuationEnabled", spokenPunctuationEnabled);
     writer.endObject();
     return writer.take();
 }
@@ -123,7 +123,7 @@ std::optional<ApplicationStyle> RippletSettings::style(const std::optional<QStri
     if (!bundleIdentifier)
         return std::nullopt;
     const auto found = std::find_if(applicationStyles.begin(), applicationStyles.end(),
-                                    [&](const ApplicationStyle &style) { return style.bundleIdentifier == *bundleIdentifier; });
+        [&](const ApplicationStyle &style) { return style.bundleIdentifier == *bundleIdentifier; });
     if (found == applicationStyles.end())
         return std::nullopt;
     return *found;

@@ -45,7 +45,7 @@ namespace Unicode {
 
 std::vector<qsizetype> characterBoundaries(QStringView text)
 {
-    std::vector<qsizetype> boundaries{0};
+    std::vector<qsizetype> boundaries {0};
     if (text.isEmpty())
         return boundaries;
     icu::BreakIterator *iterator = characterIterator();

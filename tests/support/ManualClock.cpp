@@ -53,9 +53,8 @@ void ManualClock::advance(Duration by)
 int ManualClock::pendingCount() const
 {
     std::scoped_lock lock(mutex);
-    return static_cast<int>(std::count_if(entries.begin(), entries.end(), [](const Entry &entry) {
-        return !entry.cancelled->load() && !entry.context.isNull();
-    }));
+    return static_cast<int>(std::count_if(entries.begin(), entries.end(),
+        [](const Entry &entry) { return !entry.cancelled->load() && !entry.context.isNull(); }));
 }
 
 int ManualClock::sleeperCount() const

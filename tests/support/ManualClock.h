@@ -36,7 +36,7 @@ private:
 
     mutable std::mutex mutex;
     std::condition_variable moved;
-    Duration current{0};
+    Duration current {0};
     quint64 nextOrder = 0;
     int sleepers = 0;
     std::vector<Entry> entries;

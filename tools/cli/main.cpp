@@ -7,8 +7,8 @@
 
 namespace {
 
-constexpr std::array commands{
-    CliCommand{"settings", "settings < stored.json", runSettingsCommand},
+constexpr std::array commands {
+    CliCommand {"settings", "settings < stored.json", runSettingsCommand},
 };
 
 int printUsage(QTextStream &stream)

@@ -17,7 +17,7 @@ FileDefaultsStore::FileDefaultsStore(QString fileName)
         keepsUnreadableFile = true;
         return;
     }
-    QJsonParseError error{};
+    QJsonParseError error {};
     const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
         keepsUnreadableFile = true;

@@ -40,7 +40,8 @@ TEST(SettingsCommand, PrintsTheLoadedRecordsStoredForm)
     const Case cases[] = {
         {"empty input", QByteArray(), *defaults.encoded()},
         {"not JSON", QByteArray("\xff\xfe garbage"), *defaults.encoded()},
-        {"clamped and partial", QByteArray(R"({"historyLimit": 99999, "hotkey": "rightControl", "language": 7})"), *custom.encoded()},
+        {"clamped and partial", QByteArray(R"({"historyLimit": 99999, "hotkey": "rightControl", "language": 7})"),
+            *custom.encoded()},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);

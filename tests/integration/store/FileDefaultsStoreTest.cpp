@@ -39,7 +39,8 @@ TEST_F(FileDefaultsStoreTest, ValuesSurviveARestart)
     EXPECT_FALSE(reopened.boolean(DefaultsKeys::settings));
     EXPECT_FALSE(reopened.bytes(DefaultsKeys::onboardingCompleted));
 
-    EXPECT_EQ(QFileInfo(fileName()).permissions(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser);
+    EXPECT_EQ(QFileInfo(fileName()).permissions(),
+        QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser);
 }
 
 TEST_F(FileDefaultsStoreTest, UnreadableFileIsMovedAsideNotOverwritten)

@@ -9,14 +9,16 @@
 
 namespace {
 
-constexpr auto ownerOnlyFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser;
+constexpr auto ownerOnlyFile
+    = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser;
 constexpr auto ownerOnlyFolder = ownerOnlyFile | QFileDevice::ExeOwner | QFileDevice::ExeUser;
 
 RippletHistory historyWith(std::initializer_list<const char *> texts)
 {
     RippletHistory history;
     for (const char *text : texts)
-        history.items.append(HistoryItem{QUuid::createUuid(), 800000000.5, QStringLiteral("gedit"), QString::fromUtf8(text), QString::fromUtf8(text)});
+        history.items.append(HistoryItem {QUuid::createUuid(), 800000000.5, QStringLiteral("gedit"),
+            QString::fromUtf8(text), QString::fromUtf8(text)});
     return history;
 }
 

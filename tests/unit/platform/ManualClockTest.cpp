@@ -25,7 +25,7 @@ TEST(ManualClock, RunsDueCallsInDeadlineOrderAtTheirOwnTime)
     clock.schedule(150ms, &context, [&] { clock.schedule(10ms, &context, record(4)); });
 
     clock.advance(299ms);
-    const std::vector<std::pair<int, Clock::Duration>> expected{{1, 100ms}, {2, 100ms}, {4, 160ms}};
+    const std::vector<std::pair<int, Clock::Duration>> expected {{1, 100ms}, {2, 100ms}, {4, 160ms}};
     EXPECT_EQ(fired, expected);
     EXPECT_EQ(clock.now(), 299ms);
     EXPECT_EQ(clock.pendingCount(), 1);
@@ -49,7 +49,7 @@ TEST(ManualClock, DestroyedContextCancelsItsCalls)
 TEST(ManualClock, SleepersWakeWhenTheirTimeIsReached)
 {
     ManualClock clock;
-    std::atomic<bool> woke{false};
+    std::atomic<bool> woke {false};
     std::thread sleeper([&] {
         clock.sleep(500ms);
         woke = true;

@@ -11,8 +11,8 @@ namespace {
 TEST(SerialExecutor, RunsJobsOneAtATimeInOrder)
 {
     std::vector<int> order;
-    std::atomic<int> running{0};
-    std::atomic<int> mostAtOnce{0};
+    std::atomic<int> running {0};
+    std::atomic<int> mostAtOnce {0};
     QList<QFuture<int>> futures;
     {
         SerialExecutor executor;

@@ -11,7 +11,7 @@ namespace {
 
 HistoryItem item(const QString &text, const QString &application = QStringLiteral("テキストエディタ"))
 {
-    return HistoryItem{QUuid::createUuid(), 785000000.25, application, text + QStringLiteral("（生）"), text};
+    return HistoryItem {QUuid::createUuid(), 785000000.25, application, text + QStringLiteral("（生）"), text};
 }
 
 RippletHistory historyOf(int count)
@@ -31,9 +31,14 @@ TEST(RippletHistory, AddKeepsTheNewestWithinTheLimit)
         int after;
     };
     const Case cases[] = {
-        {"limit 0 on empty", 0, 0, 1},   {"limit -5 on empty", 0, -5, 1}, {"limit 0 on three", 3, 0, 1},
-        {"limit -5 on three", 3, -5, 1}, {"limit 1 on three", 3, 1, 1},   {"limit 3 on three", 3, 3, 3},
-        {"limit 10 on three", 3, 10, 4}, {"limit 4 on three", 3, 4, 4},
+        {"limit 0 on empty", 0, 0, 1},
+        {"limit -5 on empty", 0, -5, 1},
+        {"limit 0 on three", 3, 0, 1},
+        {"limit -5 on three", 3, -5, 1},
+        {"limit 1 on three", 3, 1, 1},
+        {"limit 3 on three", 3, 3, 3},
+        {"limit 10 on three", 3, 10, 4},
+        {"limit 4 on three", 3, 4, 4},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -52,13 +57,15 @@ TEST(RippletHistory, AddKeepsTheNewestWithinTheLimit)
 TEST(RippletHistory, StoredFormRoundTrips)
 {
     RippletHistory history;
-    history.items = {HistoryItem{QUuid::fromString(QStringLiteral("0b0e6b4e-4a8b-4c4b-9c8e-2c6e1e0f9a11")), 785000000.123456,
-                                 QStringLiteral("端末"), QStringLiteral("えーと、\"三時\"\nから"), QStringLiteral("三時から")},
-                     HistoryItem{QUuid::createUuid(), -12.5, QString(), QString(), QStringLiteral("👍🏽")}};
+    history.items
+        = {HistoryItem {QUuid::fromString(QStringLiteral("0b0e6b4e-4a8b-4c4b-9c8e-2c6e1e0f9a11")), 785000000.123456,
+               QStringLiteral("端末"), QStringLiteral("えーと、\"三時\"\nから"), QStringLiteral("三時から")},
+            HistoryItem {QUuid::createUuid(), -12.5, QString(), QString(), QStringLiteral("👍🏽")}};
     const std::optional<QByteArray> bytes = history.encoded();
     ASSERT_TRUE(bytes);
     EXPECT_EQ(RippletHistory::load(bytes), history);
-    EXPECT_TRUE(bytes->startsWith(R"({"items":[{"id":"0B0E6B4E-4A8B-4C4B-9C8E-2C6E1E0F9A11","date":785000000.123456,)"));
+    EXPECT_TRUE(
+        bytes->startsWith(R"({"items":[{"id":"0B0E6B4E-4A8B-4C4B-9C8E-2C6E1E0F9A11","date":785000000.123456,)"));
     EXPECT_EQ(RippletHistory().encoded(), QByteArray(R"({"items":[]})"));
 }
 
@@ -66,7 +73,7 @@ TEST(RippletHistory, DateCountsFromTheStartOf2001)
 {
     const QDateTime moment(QDate(2001, 1, 2), QTime(0, 0, 1, 500), QTimeZone::utc());
     EXPECT_EQ(HistoryItem::secondsSinceReferenceDate(moment), 86401.5);
-    EXPECT_EQ((HistoryItem{QUuid(), 86401.5, {}, {}, {}}).dateTime(), moment);
+    EXPECT_EQ((HistoryItem {QUuid(), 86401.5, {}, {}, {}}).dateTime(), moment);
 }
 
 TEST(RippletHistory, UnreadableDataGivesAnEmptyHistory)
@@ -91,8 +98,11 @@ TEST(RippletHistory, UnreadableDataGivesAnEmptyHistory)
         {"array at the top", QByteArray("[]")},
         {"no items key", QByteArray(R"({"entries":[]})")},
         {"one item lacks polishedText", QJsonDocument(withoutPolished).toJson()},
-        {"date as text", QByteArray(R"({"items":[{"id":"0B0E6B4E-4A8B-4C4B-9C8E-2C6E1E0F9A11","date":"today","applicationName":"a","rawText":"b","polishedText":"c"}]})")},
-        {"id not a UUID", QByteArray(R"({"items":[{"id":"42","date":1,"applicationName":"a","rawText":"b","polishedText":"c"}]})")},
+        {"date as text",
+            QByteArray(
+                R"({"items":[{"id":"0B0E6B4E-4A8B-4C4B-9C8E-2C6E1E0F9A11","date":"today","applicationName":"a","rawText":"b","polishedText":"c"}]})")},
+        {"id not a UUID",
+            QByteArray(R"({"items":[{"id":"42","date":1,"applicationName":"a","rawText":"b","polishedText":"c"}]})")},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -112,9 +122,12 @@ TEST(RippletHistory, ExtraKeysAreIgnored)
 TEST(RippletHistory, SearchMatchesAnyTextIgnoringCase)
 {
     RippletHistory history;
-    history.items = {HistoryItem{QUuid::createUuid(), 3, QStringLiteral("firefox"), QStringLiteral("会議は三時"), QStringLiteral("会議は三時です")},
-                     HistoryItem{QUuid::createUuid(), 2, QStringLiteral("Kate"), QStringLiteral("Straße"), QStringLiteral("STRASSE")},
-                     HistoryItem{QUuid::createUuid(), 1, QStringLiteral("端末"), QStringLiteral("ls -la"), QStringLiteral("ls -la")}};
+    history.items = {HistoryItem {QUuid::createUuid(), 3, QStringLiteral("firefox"), QStringLiteral("会議は三時"),
+                         QStringLiteral("会議は三時です")},
+        HistoryItem {
+            QUuid::createUuid(), 2, QStringLiteral("Kate"), QStringLiteral("Straße"), QStringLiteral("STRASSE")},
+        HistoryItem {
+            QUuid::createUuid(), 1, QStringLiteral("端末"), QStringLiteral("ls -la"), QStringLiteral("ls -la")}};
     struct Case {
         const char *name;
         QString query;

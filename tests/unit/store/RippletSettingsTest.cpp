@@ -1,5 +1,5 @@
-#include "store/PreferredLanguages.h"
 #include "store/RippletSettings.h"
+#include "store/PreferredLanguages.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -33,58 +33,76 @@ TEST(RippletSettings, LoadingAppliesDefaultsAndLimitsFieldByField)
         {"top level is an array", R"([{"historyLimit": 5}])", [](RippletSettings &) {}},
         {"top level is a string", R"("settings")", [](RippletSettings &) {}},
         {"history limit 0 is raised to 1", R"({"historyLimit": 0})", [](RippletSettings &s) { s.historyLimit = 1; }},
-        {"history limit 50000 is cut to 10000", R"({"historyLimit": 50000})", [](RippletSettings &s) { s.historyLimit = 10000; }},
-        {"history limit 12.5 is not an integer", R"({"historyLimit": 12.5, "playSounds": false})", [](RippletSettings &s) { s.playSounds = false; }},
+        {"history limit 50000 is cut to 10000", R"({"historyLimit": 50000})",
+            [](RippletSettings &s) { s.historyLimit = 10000; }},
+        {"history limit 12.5 is not an integer", R"({"historyLimit": 12.5, "playSounds": false})",
+            [](RippletSettings &s) { s.playSounds = false; }},
         {"history limit as text", R"({"historyLimit": "20"})", [](RippletSettings &) {}},
-        {"whole-number double is an integer", R"({"historyLimit": 20.0})", [](RippletSettings &s) { s.historyLimit = 20; }},
+        {"whole-number double is an integer", R"({"historyLimit": 20.0})",
+            [](RippletSettings &s) { s.historyLimit = 20; }},
         {"integer beyond 64 bits", R"({"historyLimit": 1e30})", [](RippletSettings &) {}},
-        {"negative skip threshold is raised to 0", R"({"skipPolishingBelowCharacters": -3})", [](RippletSettings &s) { s.skipPolishingBelowCharacters = 0; }},
-        {"skip threshold above 10000", R"({"skipPolishingBelowCharacters": 10001})", [](RippletSettings &s) { s.skipPolishingBelowCharacters = 10000; }},
-        {"timeout 0.1 is raised", R"({"polishingTimeoutSeconds": 0.1})", [](RippletSettings &s) { s.polishingTimeoutSeconds = 0.25; }},
-        {"timeout 120 is cut", R"({"polishingTimeoutSeconds": 120})", [](RippletSettings &s) { s.polishingTimeoutSeconds = 60.0; }},
-        {"restore delay 0 is raised", R"({"pasteboardRestoreDelaySeconds": 0})", [](RippletSettings &s) { s.pasteboardRestoreDelaySeconds = 0.5; }},
-        {"restore delay 30 is cut", R"({"pasteboardRestoreDelaySeconds": 30})", [](RippletSettings &s) { s.pasteboardRestoreDelaySeconds = 10.0; }},
+        {"negative skip threshold is raised to 0", R"({"skipPolishingBelowCharacters": -3})",
+            [](RippletSettings &s) { s.skipPolishingBelowCharacters = 0; }},
+        {"skip threshold above 10000", R"({"skipPolishingBelowCharacters": 10001})",
+            [](RippletSettings &s) { s.skipPolishingBelowCharacters = 10000; }},
+        {"timeout 0.1 is raised", R"({"polishingTimeoutSeconds": 0.1})",
+            [](RippletSettings &s) { s.polishingTimeoutSeconds = 0.25; }},
+        {"timeout 120 is cut", R"({"polishingTimeoutSeconds": 120})",
+            [](RippletSettings &s) { s.polishingTimeoutSeconds = 60.0; }},
+        {"restore delay 0 is raised", R"({"pasteboardRestoreDelaySeconds": 0})",
+            [](RippletSettings &s) { s.pasteboardRestoreDelaySeconds = 0.5; }},
+        {"restore delay 30 is cut", R"({"pasteboardRestoreDelaySeconds": 30})",
+            [](RippletSettings &s) { s.pasteboardRestoreDelaySeconds = 10.0; }},
         {"values inside the limits are kept",
-         R"({"historyLimit": 1, "skipPolishingBelowCharacters": 10000, "polishingTimeoutSeconds": 0.25, "pasteboardRestoreDelaySeconds": 10})",
-         [](RippletSettings &s) {
-             s.historyLimit = 1;
-             s.skipPolishingBelowCharacters = 10000;
-             s.polishingTimeoutSeconds = 0.25;
-             s.pasteboardRestoreDelaySeconds = 10.0;
-         }},
-        {"unknown hotkey keeps the default, other fields load", R"({"hotkey": "capsLock", "language": "ja_JP", "historyEnabled": false})",
-         [](RippletSettings &s) {
-             s.language = RecognitionLanguage::japanese;
-             s.historyEnabled = false;
-         }},
+            R"({"historyLimit": 1, "skipPolishingBelowCharacters": 10000, "polishingTimeoutSeconds": 0.25, "pasteboardRestoreDelaySeconds": 10})",
+            [](RippletSettings &s) {
+                s.historyLimit = 1;
+                s.skipPolishingBelowCharacters = 10000;
+                s.polishingTimeoutSeconds = 0.25;
+                s.pasteboardRestoreDelaySeconds = 10.0;
+            }},
+        {"unknown hotkey keeps the default, other fields load",
+            R"({"hotkey": "capsLock", "language": "ja_JP", "historyEnabled": false})",
+            [](RippletSettings &s) {
+                s.language = RecognitionLanguage::japanese;
+                s.historyEnabled = false;
+            }},
         {"known hotkey and language", R"({"hotkey": "rightCommand", "language": "en_US"})",
-         [](RippletSettings &s) {
-             s.hotkey = HotkeyChoice::rightCommand;
-             s.language = RecognitionLanguage::english;
-         }},
+            [](RippletSettings &s) {
+                s.hotkey = HotkeyChoice::rightCommand;
+                s.language = RecognitionLanguage::english;
+            }},
         {"language names are exact", R"({"language": "ja-JP"})", [](RippletSettings &) {}},
-        {"boolean given as a number", R"({"deepContextEnabled": 0, "launchAtLogin": true})", [](RippletSettings &s) { s.launchAtLogin = true; }},
+        {"boolean given as a number", R"({"deepContextEnabled": 0, "launchAtLogin": true})",
+            [](RippletSettings &s) { s.launchAtLogin = true; }},
         {"null leaves the default", R"({"customInstructions": null, "spokenPunctuationEnabled": true})",
-         [](RippletSettings &s) { s.spokenPunctuationEnabled = true; }},
-        {"unknown keys are ignored", R"({"futureSetting": 1, "polishingEnabled": false})", [](RippletSettings &s) { s.polishingEnabled = false; }},
-        {"one dictionary entry without spoken empties the list", R"({"dictionary": [{"spoken": "ok", "replacement": "OK"}, {"replacement": "x"}], "customInstructions": "丁寧に"})",
-         [](RippletSettings &s) { s.customInstructions = QStringLiteral("丁寧に"); }},
+            [](RippletSettings &s) { s.spokenPunctuationEnabled = true; }},
+        {"unknown keys are ignored", R"({"futureSetting": 1, "polishingEnabled": false})",
+            [](RippletSettings &s) { s.polishingEnabled = false; }},
+        {"one dictionary entry without spoken empties the list",
+            R"({"dictionary": [{"spoken": "ok", "replacement": "OK"}, {"replacement": "x"}], "customInstructions": "丁寧に"})",
+            [](RippletSettings &s) { s.customInstructions = QStringLiteral("丁寧に"); }},
         {"dictionary element that is not an object", R"({"dictionary": [3]})", [](RippletSettings &) {}},
         {"dictionary that is not a list", R"({"dictionary": {"spoken": "a"}})", [](RippletSettings &) {}},
         {"full dictionary entry",
-         R"({"dictionary": [{"id": "6f9619ff-8b86-d011-b42d-00c04fc964ff", "spoken": "そらわん", "replacement": "Sorawen"}]})",
-         [](RippletSettings &s) { s.dictionary = {DictionaryEntry{firstId, QStringLiteral("そらわん"), QStringLiteral("Sorawen")}}; }},
+            R"({"dictionary": [{"id": "6f9619ff-8b86-d011-b42d-00c04fc964ff", "spoken": "そらわん", "replacement": "Sorawen"}]})",
+            [](RippletSettings &s) {
+                s.dictionary = {DictionaryEntry {firstId, QStringLiteral("そらわん"), QStringLiteral("Sorawen")}};
+            }},
         {"dictionary entry without replacement",
-         R"({"dictionary": [{"id": "6F9619FF-8B86-D011-B42D-00C04FC964FF", "spoken": "えーあい", "replacement": 5}]})",
-         [](RippletSettings &s) { s.dictionary = {DictionaryEntry{firstId, QStringLiteral("えーあい"), QString()}}; }},
+            R"({"dictionary": [{"id": "6F9619FF-8B86-D011-B42D-00C04FC964FF", "spoken": "えーあい", "replacement": 5}]})",
+            [](RippletSettings &s) {
+                s.dictionary = {DictionaryEntry {firstId, QStringLiteral("えーあい"), QString()}};
+            }},
         {"full application style",
-         R"({"applicationStyles": [{"id": "0B0E6B4E-4A8B-4C4B-9C8E-2C6E1E0F9A11", "bundleIdentifier": "org.gnome.TextEditor", "applicationName": "Text Editor", "instruction": "箇条書き", "skipsPolishing": true}]})",
-         [](RippletSettings &s) {
-             s.applicationStyles = {ApplicationStyle{secondId, QStringLiteral("org.gnome.TextEditor"), QStringLiteral("Text Editor"),
-                                                     QStringLiteral("箇条書き"), true}};
-         }},
+            R"({"applicationStyles": [{"id": "0B0E6B4E-4A8B-4C4B-9C8E-2C6E1E0F9A11", "bundleIdentifier": "org.gnome.TextEditor", "applicationName": "Text Editor", "instruction": "箇条書き", "skipsPolishing": true}]})",
+            [](RippletSettings &s) {
+                s.applicationStyles = {ApplicationStyle {secondId, QStringLiteral("org.gnome.TextEditor"),
+                    QStringLiteral("Text Editor"), QStringLiteral("箇条書き"), true}};
+            }},
         {"application style without bundle identifier empties the list",
-         R"({"applicationStyles": [{"applicationName": "x"}], "historyLimit": 7})", [](RippletSettings &s) { s.historyLimit = 7; }},
+            R"({"applicationStyles": [{"applicationName": "x"}], "historyLimit": 7})",
+            [](RippletSettings &s) { s.historyLimit = 7; }},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -114,7 +132,8 @@ TEST(RippletSettings, NothingStoredGivesTheDefaults)
 
 TEST(RippletSettings, StyleWithOnlyBundleIdentifierFillsTheRest)
 {
-    const RippletSettings settings = load(R"({"applicationStyles": [{"bundleIdentifier": "org.kde.kate", "id": "not-a-uuid"}]})");
+    const RippletSettings settings
+        = load(R"({"applicationStyles": [{"bundleIdentifier": "org.kde.kate", "id": "not-a-uuid"}]})");
     ASSERT_EQ(settings.applicationStyles.size(), 1);
     const ApplicationStyle &style = settings.applicationStyles.first();
     EXPECT_FALSE(style.id.isNull());
@@ -127,9 +146,11 @@ TEST(RippletSettings, EncodingRoundTripsAndKeepsDeclarationOrder)
 {
     RippletSettings settings;
     settings.hotkey = HotkeyChoice::leftShift;
-    settings.dictionary = {DictionaryEntry{firstId, QStringLiteral("くーべ"), QStringLiteral("Kube\"\n")}, DictionaryEntry{secondId, QStringLiteral("x"), QString()}};
+    settings.dictionary = {DictionaryEntry {firstId, QStringLiteral("くーべ"), QStringLiteral("Kube\"\n")},
+        DictionaryEntry {secondId, QStringLiteral("x"), QString()}};
     settings.customInstructions = QStringLiteral("です・ます調で\t書く");
-    settings.applicationStyles = {ApplicationStyle{secondId, QStringLiteral("org.gnome.Terminal"), QStringLiteral("端末"), QString(), true}};
+    settings.applicationStyles
+        = {ApplicationStyle {secondId, QStringLiteral("org.gnome.Terminal"), QStringLiteral("端末"), QString(), true}};
     settings.deepContextEnabled = false;
     settings.language = RecognitionLanguage::japanese;
     settings.skipPolishingBelowCharacters = 0;
@@ -142,10 +163,10 @@ TEST(RippletSettings, EncodingRoundTripsAndKeepsDeclarationOrder)
     ASSERT_TRUE(bytes);
     EXPECT_EQ(RippletSettings::load(bytes), settings);
 
-    const QByteArray expectedOrder[] = {"hotkey", "dictionary", "customInstructions", "applicationStyles", "deepContextEnabled",
-                                        "language", "polishingEnabled", "skipPolishingBelowCharacters", "polishingTimeoutSeconds",
-                                        "pasteboardRestoreDelaySeconds", "historyEnabled", "historyLimit", "launchAtLogin",
-                                        "playSounds", "spokenPunctuationEnabled"};
+    const QByteArray expectedOrder[] = {"hotkey", "dictionary", "customInstructions", "applicationStyles",
+        "deepContextEnabled", "language", "polishingEnabled", "skipPolishingBelowCharacters", "polishingTimeoutSeconds",
+        "pasteboardRestoreDelaySeconds", "historyEnabled", "historyLimit", "launchAtLogin", "playSounds",
+        "spokenPunctuationEnabled"};
     qsizetype previous = -1;
     for (const QByteArray &key : expectedOrder) {
         SCOPED_TRACE(key.toStdString());
@@ -183,8 +204,10 @@ TEST(RippletSettings, SanitizedLeavesOtherFieldsAlone)
 TEST(RippletSettings, StyleIsTheFirstExactMatch)
 {
     RippletSettings settings;
-    settings.applicationStyles = {ApplicationStyle{firstId, QStringLiteral("org.gnome.gedit"), QStringLiteral("gedit"), QStringLiteral("first"), false},
-                                  ApplicationStyle{secondId, QStringLiteral("org.gnome.gedit"), QStringLiteral("gedit"), QStringLiteral("second"), true}};
+    settings.applicationStyles = {ApplicationStyle {firstId, QStringLiteral("org.gnome.gedit"), QStringLiteral("gedit"),
+                                      QStringLiteral("first"), false},
+        ApplicationStyle {
+            secondId, QStringLiteral("org.gnome.gedit"), QStringLiteral("gedit"), QStringLiteral("second"), true}};
     EXPECT_EQ(settings.style(QStringLiteral("org.gnome.gedit"))->instruction, QStringLiteral("first"));
     EXPECT_FALSE(settings.style(QStringLiteral("org.gnome.Gedit")));
     EXPECT_FALSE(settings.style(QStringLiteral("org.gnome.gedit ")));
@@ -201,13 +224,22 @@ TEST(RecognitionLanguage, DefaultFollowsTheFirstPreferredLanguage)
     const Case cases[] = {
         {"ja then en", {{"LANGUAGE", QStringLiteral("ja_JP:en_US")}}, RecognitionLanguage::japanese},
         {"JA alone", {{"LANGUAGE", QStringLiteral("JA")}}, RecognitionLanguage::japanese},
-        {"en-GB then ja", {{"LANGUAGE", QStringLiteral("en_GB:ja_JP")}, {"LANG", QStringLiteral("ja_JP.UTF-8")}}, RecognitionLanguage::english},
+        {"en-GB then ja", {{"LANGUAGE", QStringLiteral("en_GB:ja_JP")}, {"LANG", QStringLiteral("ja_JP.UTF-8")}},
+            RecognitionLanguage::english},
         {"nothing set", {}, RecognitionLanguage::english},
-        {"LANGUAGE wins over LC_ALL", {{"LANGUAGE", QStringLiteral("en")}, {"LC_ALL", QStringLiteral("ja_JP.UTF-8")}}, RecognitionLanguage::english},
-        {"LC_ALL before LC_MESSAGES", {{"LC_ALL", QStringLiteral("ja_JP.UTF-8")}, {"LC_MESSAGES", QStringLiteral("en_US.UTF-8")}}, RecognitionLanguage::japanese},
-        {"LC_MESSAGES before LANG", {{"LC_MESSAGES", QStringLiteral("ja_JP.eucJP")}, {"LANG", QStringLiteral("en_US.UTF-8")}}, RecognitionLanguage::japanese},
-        {"C is no preference", {{"LC_ALL", QStringLiteral("C")}, {"LANG", QStringLiteral("ja_JP.UTF-8")}}, RecognitionLanguage::japanese},
-        {"C.UTF-8 and POSIX are no preference", {{"LANGUAGE", QStringLiteral("C.UTF-8")}, {"LC_ALL", QStringLiteral("POSIX")}}, RecognitionLanguage::english},
+        {"LANGUAGE wins over LC_ALL", {{"LANGUAGE", QStringLiteral("en")}, {"LC_ALL", QStringLiteral("ja_JP.UTF-8")}},
+            RecognitionLanguage::english},
+        {"LC_ALL before LC_MESSAGES",
+            {{"LC_ALL", QStringLiteral("ja_JP.UTF-8")}, {"LC_MESSAGES", QStringLiteral("en_US.UTF-8")}},
+            RecognitionLanguage::japanese},
+        {"LC_MESSAGES before LANG",
+            {{"LC_MESSAGES", QStringLiteral("ja_JP.eucJP")}, {"LANG", QStringLiteral("en_US.UTF-8")}},
+            RecognitionLanguage::japanese},
+        {"C is no preference", {{"LC_ALL", QStringLiteral("C")}, {"LANG", QStringLiteral("ja_JP.UTF-8")}},
+            RecognitionLanguage::japanese},
+        {"C.UTF-8 and POSIX are no preference",
+            {{"LANGUAGE", QStringLiteral("C.UTF-8")}, {"LC_ALL", QStringLiteral("POSIX")}},
+            RecognitionLanguage::english},
         {"empty LANGUAGE entries are skipped", {{"LANGUAGE", QStringLiteral("::ja")}}, RecognitionLanguage::japanese},
     };
     for (const Case &c : cases) {

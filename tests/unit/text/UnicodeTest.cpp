@@ -4,10 +4,10 @@
 
 namespace {
 
-const QString thumbsUp = QStringLiteral("👍🏽");                                  // emoji + skin tone
-const QString family = QStringLiteral("👨\u200D👩\u200D👧");                      // zero-width joiner sequence
-const QString flag = QStringLiteral("🇯🇵");                                       // regional indicator pair
-const QString decomposedGa = QStringLiteral("か\u3099");                          // か + combining voiced mark
+const QString thumbsUp = QStringLiteral("👍🏽"); // emoji + skin tone
+const QString family = QStringLiteral("👨\u200D👩\u200D👧"); // zero-width joiner sequence
+const QString flag = QStringLiteral("🇯🇵"); // regional indicator pair
+const QString decomposedGa = QStringLiteral("か\u3099"); // か + combining voiced mark
 const QString eAcute = QStringLiteral("e\u0301");
 
 TEST(Unicode, CountsUserPerceivedCharacters)
@@ -79,8 +79,20 @@ TEST(Unicode, LettersAndNumbersByCategory)
         bool expected;
     };
     const Case cases[] = {
-        {U'a', true}, {U'Z', true}, {U'7', true},  {U'あ', true}, {U'ー', true},  {U'漢', true}, {U'Ⅳ', true},
-        {U'²', true}, {U'、', false}, {U'。', false}, {U' ', false}, {U'!', false}, {0x301, false}, {0x1F44D, false},
+        {U'a', true},
+        {U'Z', true},
+        {U'7', true},
+        {U'あ', true},
+        {U'ー', true},
+        {U'漢', true},
+        {U'Ⅳ', true},
+        {U'²', true},
+        {U'、', false},
+        {U'。', false},
+        {U' ', false},
+        {U'!', false},
+        {0x301, false},
+        {0x1F44D, false},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(static_cast<unsigned>(c.codePoint));
