@@ -1,12 +1,13 @@
 # make run    install what is missing, build, start Sorawen
 # make test   install what is missing, build, run every test (CTest)
 # make build  build only
+# make test-sanitized  the tests under the address and undefined-behaviour sanitizers
 
 BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 CTEST_ARGS ?=
 
-.PHONY: all deps configure build run test clean
+.PHONY: all deps configure build run test test-sanitized clean
 
 all: build
 
@@ -27,5 +28,11 @@ run: build
 test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure --timeout 300 -j2 $(CTEST_ARGS)
 
+# The same tests built with the address and undefined-behaviour sanitizers (build-sanitize/).
+test-sanitized: deps
+	cmake --preset sanitize
+	cmake --build --preset sanitize
+	ctest --preset sanitize -j2 $(CTEST_ARGS)
+
 clean:
-	rm -rf $(BUILD_DIR)
+	rm -rf $(BUILD_DIR) build-sanitize
