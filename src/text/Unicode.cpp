@@ -120,6 +120,16 @@ bool isLetterOrNumber(char32_t codePoint)
     return (mask & (U_GC_L_MASK | U_GC_N_MASK)) != 0;
 }
 
+bool isLetterOrNumberCharacter(QStringView character)
+{
+    if (character.isEmpty())
+        return false;
+    char32_t first = character[0].unicode();
+    if (character[0].isHighSurrogate() && character.size() > 1 && character[1].isLowSurrogate())
+        first = QChar::surrogateToUcs4(character[0], character[1]);
+    return isLetterOrNumber(first);
+}
+
 QString uppercased(QStringView text)
 {
     icu::UnicodeString copy(icuChars(text), static_cast<int32_t>(text.size()));

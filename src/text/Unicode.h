@@ -26,6 +26,9 @@ bool isCanonicallyEquivalent(QStringView a, QStringView b);
 
 // General category L* or N* of one code point.
 bool isLetterOrNumber(char32_t codePoint);
+// A user-perceived character is a letter or number when its first code point is one (が with a
+// separate voicing mark, é with a combining accent).
+bool isLetterOrNumberCharacter(QStringView character);
 
 // Full case mapping (ß → SS, ﬁ → FI), independent of the user's locale.
 QString uppercased(QStringView text);
