@@ -1,0 +1,97 @@
+#include "text/TextPostProcessor.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+DictionaryEntry entry(const char16_t *spoken, const char16_t *replacement)
+{
+    return DictionaryEntry {QUuid::createUuid(), QString::fromUtf16(spoken), QString::fromUtf16(replacement)};
+}
+
+struct Case {
+    const char *name;
+    const char16_t *input;
+    const char16_t *expected;
+    RecognitionLanguage language = RecognitionLanguage::japanese;
+    bool spokenPunctuation = false;
+    QList<DictionaryEntry> dictionary = {};
+};
+
+TEST(TextPostProcessor, Process)
+{
+    const RecognitionLanguage ja = RecognitionLanguage::japanese;
+    const RecognitionLanguage en = RecognitionLanguage::english;
+    const Case cases[] = {
+        {"empty japanese", u"", u"", ja, true},
+        {"empty english", u"", u"", en, true},
+        {"later entries see earlier output", u"くらうどに保存", u"Cloudに保存", ja, false,
+            {entry(u"くらうど", u"クラウド"), entry(u"クラウド", u"Cloud")}},
+        {"reversed order", u"くらうど", u"クラウド", ja, false,
+            {entry(u"クラウド", u"Cloud"), entry(u"くらうど", u"クラウド")}},
+        {"empty replacement is skipped", u"くらうど", u"くらうど", ja, false, {entry(u"くらうど", u"")}},
+        {"empty spoken is skipped", u"abc", u"abc", ja, false, {entry(u"", u"x")}},
+        {"replacement is not searched again", u"aa", u"abab", ja, false, {entry(u"a", u"ab")}},
+        {"matching is exact in case and width", u"Git ｇｉｔ git", u"Git ｇｉｔ GIT", en, false,
+            {entry(u"git", u"GIT")}},
+        {"spoken punctuation", u"今日はいい天気ですまる明日はてん雨です", u"今日はいい天気です。明日は、雨です", ja,
+            true},
+        {"line break with spaces around it", u"一行目 かいぎょう 二行目", u"一行目\n二行目", ja, true},
+        {"latin letters protect the words", u"Aまる まるB てんC", u"Aまる まるB てんC", ja, true},
+        {"no other word boundary", u"まるで", u"。で", ja, true},
+        {"punctuation switch off", u"ですまる", u"ですまる", ja, false},
+        {"english leaves まる", u"まる", u"まる", en, true},
+        {"dictionary runs before punctuation", u"まる", u"丸", ja, true, {entry(u"まる", u"丸")}},
+        {"filler at the start", u"えーと、会議は4時からです", u"会議は4時からです", ja},
+        {"filler after a comma", u"はい、えーと、そうです", u"はい、そうです", ja},
+        {"filler inside a word stays", u"会議はえーと4時", u"会議はえーと4時", ja},
+        {"longer filler wins", u"えーっと、はい", u"はい", ja},
+        {"filler at the end", u"そうです。えー", u"そうです。", ja},
+        {"comma after a full stop", u"そうです。、次に", u"そうです。次に", ja},
+        {"comma run at the start", u"、、はい", u"はい", ja},
+        {"punctuation makes a comma run", u"はい、てん、です", u"はい、です", ja, true},
+        {"japanese whitespace", u"a  b \n  c  ", u"a b\nc", ja},
+        {"english whitespace and capital", u"a  b \n  c  ", u"A b\nc", en},
+        {"ideographic spaces trimmed at the ends only", u"\u3000会議\u3000です\u3000\n", u"会議\u3000です", ja},
+        {"tabs", u"\ta\t\tb\t", u"a b", ja},
+        {"english filler then capital", u"um, the file is ready", u"The file is ready", en},
+        {"filler inside", u"I, um, think so", u"I, think so", en},
+        {"filler with a period", u"Hmm. okay", u"Okay", en},
+        {"trailing filler leaves no space behind", u"ok um", u"Ok", en},
+        {"single m is no filler", u"hm okay", u"Hm okay", en},
+        {"long fillers", u"ummm uhh ERM erm hmmm yes", u"ERM yes", en},
+        {"filler must be a whole word", u"umbrella uhhuh", u"Umbrella uhhuh", en},
+        {"start phrase", u"So, basically, the roof is done", u"The roof is done", en},
+        {"you know at the start", u"you know, it works", u"It works", en},
+        {"start phrase only at the start", u"It is, you know, done", u"It is, you know, done", en},
+        {"english fillers are not japanese fillers", u"えーと、はい", u"えーと、はい", en},
+        {"digit first", u"3 apples", u"3 apples", en},
+        {"punctuation first", u"\"quoted\"", u"\"quoted\"", en},
+        {"full upper-casing", u"ßtraße", u"SStraße", en},
+        {"already capital", u"Über", u"Über", en},
+        {"capital after dictionary", u"sorawen rocks", u"Sorawen rocks", en, false, {entry(u"sorawen", u"sorawen")}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(TextPostProcessor::process(QStringView(c.input), c.dictionary, c.spokenPunctuation, c.language),
+            QString::fromUtf16(c.expected));
+    }
+}
+
+TEST(TextPostProcessor, LongAndUnusualInputKeepsEveryCharacterWhole)
+{
+    const QString emoji = QStringLiteral("👍🏽");
+    QString longText;
+    for (int i = 0; i < 2500; ++i)
+        longText += QStringLiteral("えーと、") + emoji + QStringLiteral(" か\u3099 ");
+    const QString processed = TextPostProcessor::process(longText, {}, true, RecognitionLanguage::japanese);
+    EXPECT_EQ(processed.count(emoji), 2500);
+    EXPECT_EQ(processed.count(QStringLiteral("か\u3099")), 2500);
+    EXPECT_FALSE(processed.contains(QStringLiteral("えーと")));
+
+    const QString lone = QString(QChar(0xDC00)) + QStringLiteral("um, yes");
+    EXPECT_EQ(TextPostProcessor::process(lone, {}, false, RecognitionLanguage::english),
+        QString(QChar(0xDC00)) + QStringLiteral("yes"));
+}
+
+} // namespace
