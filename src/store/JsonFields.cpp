@@ -1,10 +1,22 @@
 #include "store/JsonFields.h"
 
+#include <QJsonDocument>
 #include <QJsonValue>
 
 #include <cmath>
 
 namespace JsonFields {
+
+std::optional<QJsonObject> documentObject(const std::optional<QByteArray> &bytes)
+{
+    if (!bytes)
+        return std::nullopt;
+    QJsonParseError error {};
+    const QJsonDocument document = QJsonDocument::fromJson(*bytes, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return std::nullopt;
+    return document.object();
+}
 
 std::optional<QString> string(const QJsonObject &object, QLatin1StringView key)
 {

@@ -10,6 +10,10 @@
 // type. Numbers are accepted as integers only when whole and within 64 bits.
 namespace JsonFields {
 
+// The top-level object of a stored document; nothing when there are no bytes, they are not JSON,
+// or the top level is not an object.
+std::optional<QJsonObject> documentObject(const std::optional<QByteArray> &bytes);
+
 std::optional<QString> string(const QJsonObject &object, QLatin1StringView key);
 std::optional<bool> boolean(const QJsonObject &object, QLatin1StringView key);
 std::optional<qint64> integer(const QJsonObject &object, QLatin1StringView key);

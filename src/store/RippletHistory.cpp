@@ -5,7 +5,6 @@
 #include "text/Unicode.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 
 using namespace Qt::Literals::StringLiterals;
@@ -39,13 +38,8 @@ void RippletHistory::add(HistoryItem item, qint64 limit)
 
 RippletHistory RippletHistory::load(const std::optional<QByteArray> &bytes)
 {
-    if (!bytes)
-        return {};
-    QJsonParseError error {};
-    const QJsonDocument document = QJsonDocument::fromJson(*bytes, &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
-        return {};
-    const QJsonValue items = document.object().value("items"_L1);
+    const std::optional<QJsonObject> document = JsonFields::documentObject(bytes);
+    const QJsonValue items = document ? document->value("items"_L1) : QJsonValue();
     if (!items.isArray())
         return {};
     RippletHistory history;

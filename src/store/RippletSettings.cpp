@@ -4,7 +4,6 @@
 #include "store/JsonWriter.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 
 #include <algorithm>
@@ -52,13 +51,10 @@ void encodeList(JsonWriter &writer, const QList<Element> &elements)
 
 RippletSettings RippletSettings::load(const std::optional<QByteArray> &bytes)
 {
-    if (!bytes)
+    const std::optional<QJsonObject> document = JsonFields::documentObject(bytes);
+    if (!document)
         return {};
-    QJsonParseError error {};
-    const QJsonDocument document = QJsonDocument::fromJson(*bytes, &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
-        return {};
-    const QJsonObject object = document.object();
+    const QJsonObject &object = *document;
 
     RippletSettings settings;
     auto read = [](auto &field, auto decoded) {

@@ -1,6 +1,7 @@
 #include "platform/linux/FileDefaultsStore.h"
 
 #include "platform/XdgPaths.h"
+#include "store/JsonFields.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -17,13 +18,12 @@ FileDefaultsStore::FileDefaultsStore(QString fileName)
         keepsUnreadableFile = true;
         return;
     }
-    QJsonParseError error {};
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject()) {
+    const std::optional<QJsonObject> document = JsonFields::documentObject(file.readAll());
+    if (!document) {
         keepsUnreadableFile = true;
         return;
     }
-    values = document.object();
+    values = *document;
 }
 
 QString FileDefaultsStore::defaultFileName()
