@@ -20,9 +20,9 @@ void ManualClock::sleep(Duration delay)
 {
     std::unique_lock lock(mutex);
     const auto until = current + delay;
-    ++sleepers;
-    moved.wait(lock, [&] { return current >= until; });
-    --sleepers;
+    const auto entry = sleepersUntil.insert(until);
+    moved.wait(lock, [&] { return wakeTime >= until; });
+    sleepersUntil.erase(entry);
 }
 
 void ManualClock::advance(Duration by)
@@ -38,15 +38,17 @@ void ManualClock::advance(Duration by)
         Entry entry = std::move(*due);
         entries.erase(due);
         current = std::max(current, entry.deadline);
+        if (!entry.cancelled->load() && !entry.context.isNull()) {
+            // Actions may schedule more calls, so the lock is not held while one runs.
+            lock.unlock();
+            entry.action();
+            lock.lock();
+        }
+        wakeTime = current;
         moved.notify_all();
-        if (entry.cancelled->load() || entry.context.isNull())
-            continue;
-        // Actions may schedule more calls, so the lock is not held while one runs.
-        lock.unlock();
-        entry.action();
-        lock.lock();
     }
     current = target;
+    wakeTime = target;
     moved.notify_all();
 }
 
@@ -60,5 +62,5 @@ int ManualClock::pendingCount() const
 int ManualClock::sleeperCount() const
 {
     std::scoped_lock lock(mutex);
-    return sleepers;
+    return static_cast<int>(std::distance(sleepersUntil.upper_bound(wakeTime), sleepersUntil.end()));
 }

@@ -6,6 +6,7 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <set>
 #include <vector>
 
 // A clock that moves only when a test calls advance(). Scheduled calls run on the thread that
@@ -22,7 +23,7 @@ public:
     void advanceSeconds(double seconds) { advance(secondsToDuration(seconds)); }
     // The number of scheduled calls not yet run or cancelled.
     int pendingCount() const;
-    // The number of threads blocked in sleep().
+    // The number of threads in sleep() whose time has not come yet.
     int sleeperCount() const;
 
 private:
@@ -37,7 +38,9 @@ private:
     mutable std::mutex mutex;
     std::condition_variable moved;
     Duration current {0};
+    // Sleepers wake only once the calls due at a time have run, so they see what those calls did.
+    Duration wakeTime {0};
     quint64 nextOrder = 0;
-    int sleepers = 0;
+    std::multiset<Duration> sleepersUntil;
     std::vector<Entry> entries;
 };

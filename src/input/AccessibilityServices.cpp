@@ -1,0 +1,79 @@
+#include "input/AccessibilityServices.h"
+
+#include "platform/AccessibilityTree.h"
+#include "text/Unicode.h"
+
+namespace {
+
+constexpr qint64 charactersAroundSelection = 200;
+constexpr qint64 largestValueRead = 2000;
+
+bool isSecure(const AccessibleElement &element)
+{
+    return element.role() == AccessibilityServices::secureFieldRole
+        || element.subrole() == AccessibilityServices::secureFieldRole;
+}
+
+QString firstCharacters(const QString &text)
+{
+    return Unicode::prefix(text, AccessibilityServices::contextCharacterLimit);
+}
+
+// From 200 before the selection to 200 after it; else the whole value of a short field.
+QString surroundingText(const AccessibleElement &element)
+{
+    if (const std::optional<AccessibleElement::Range> selection = element.selectedTextRange()) {
+        const AccessibleElement::Range around {std::max<qint64>(selection->location - charactersAroundSelection, 0),
+            std::max<qint64>(selection->length + 2 * charactersAroundSelection, 0)};
+        if (const std::optional<QString> text = element.stringForRange(around))
+            return firstCharacters(*text);
+    }
+    const std::optional<qint64> count = element.numberOfCharacters();
+    if (!count || *count > largestValueRead)
+        return {};
+    return firstCharacters(element.value().value_or(QString()));
+}
+
+} // namespace
+
+namespace AccessibilityServices {
+
+std::optional<CaptureResult> captureContext(const AccessibilityTree &tree, bool includeText)
+{
+    const std::optional<AccessibilityTree::Application> application = tree.frontmostApplication();
+    if (!application)
+        return std::nullopt;
+    const std::unique_ptr<AccessibleElement> window = tree.focusedWindow(*application);
+    const std::unique_ptr<AccessibleElement> focused = tree.focusedElement(*application);
+
+    CaptureResult result;
+    result.context.applicationName = application->localizedName;
+    result.context.windowTitle = window ? window->title().value_or(QString()) : QString();
+    result.target.processIdentifier = application->processIdentifier;
+    result.target.bundleIdentifier = application->bundleIdentifier;
+    result.target.windowTitle = result.context.windowTitle;
+    if (focused) {
+        result.target.focusedRole = focused->role().value_or(QString());
+        result.target.focusedIdentifier = focused->identifier().value_or(QString());
+        result.target.focusedElementHash = focused->hash();
+        result.target.isSecure = isSecure(*focused);
+        if (ContextCapturePolicy::shouldReadText(includeText, result.target.isSecure)) {
+            result.context.selectedText = firstCharacters(focused->selectedText().value_or(QString()));
+            result.context.focusedText = surroundingText(*focused);
+        }
+    }
+    return result;
+}
+
+std::optional<QString> focusedValue(const AccessibilityTree &tree)
+{
+    const std::optional<AccessibilityTree::Application> application = tree.frontmostApplication();
+    if (!application)
+        return std::nullopt;
+    const std::unique_ptr<AccessibleElement> focused = tree.focusedElement(*application);
+    if (!focused || isSecure(*focused))
+        return std::nullopt;
+    return focused->value();
+}
+
+} // namespace AccessibilityServices

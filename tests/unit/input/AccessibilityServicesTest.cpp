@@ -1,0 +1,127 @@
+#include "input/AccessibilityServices.h"
+#include "FakeAccessibilityTree.h"
+
+#include <gtest/gtest.h>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+QString numbered(int count)
+{
+    QString text;
+    for (int i = 0; i < count; ++i)
+        text += QChar(u'a' + i % 26);
+    return text;
+}
+
+TEST(AccessibilityServices, CapturesTargetAndContext)
+{
+    FakeAccessibilityTree tree;
+    tree.focused->selectedText = u"選択"_s;
+    tree.focused->value = u"前の文。選択"_s;
+    tree.focused->selectedTextRange = AccessibleElement::Range {4, 2};
+    tree.focused->identifier = u"entry1"_s;
+    tree.focused->hash = 77;
+    const std::optional<CaptureResult> result = AccessibilityServices::captureContext(tree, true);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->context, (DeepContext {u"gedit"_s, u"notes.txt — gedit"_s, u"選択"_s, u"前の文。選択"_s}));
+    const InputTarget expected {4242, u"org.gnome.gedit"_s, u"notes.txt — gedit"_s, u"text"_s, u"entry1"_s, 77, false};
+    EXPECT_EQ(result->target, expected);
+    EXPECT_EQ(AccessibilityServices::captureContext(tree, false)->context,
+        (DeepContext {u"gedit"_s, u"notes.txt — gedit"_s, {}, {}}));
+}
+
+TEST(AccessibilityServices, PasswordFieldsAreNeverRead)
+{
+    for (const bool asSubrole : {false, true}) {
+        SCOPED_TRACE(asSubrole);
+        FakeAccessibilityTree tree;
+        tree.focused->role = asSubrole ? u"text"_s : AccessibilityServices::secureFieldRole;
+        tree.focused->subrole = asSubrole ? std::optional(AccessibilityServices::secureFieldRole) : std::nullopt;
+        tree.focused->value = u"hunter2"_s;
+        tree.focused->selectedText = u"hunter2"_s;
+        const CaptureResult result = *AccessibilityServices::captureContext(tree, true);
+        EXPECT_TRUE(result.target.isSecure);
+        EXPECT_TRUE(result.context.selectedText.isEmpty());
+        EXPECT_TRUE(result.context.focusedText.isEmpty());
+        EXPECT_EQ(AccessibilityServices::focusedValue(tree), std::nullopt);
+    }
+}
+
+TEST(AccessibilityServices, SurroundingText)
+{
+    struct Case {
+        const char *name;
+        int characters;
+        std::optional<AccessibleElement::Range> selection;
+        bool answersRanges;
+        std::optional<AccessibleElement::Range> askedRange;
+        QString expected;
+    };
+    const QString thousand = numbered(1000);
+    const Case cases[] = {
+        {"caret near the start", 1000, AccessibleElement::Range {50, 0}, true, AccessibleElement::Range {0, 400},
+            thousand.first(400)},
+        {"selection in the middle", 1000, AccessibleElement::Range {500, 10}, true, AccessibleElement::Range {300, 410},
+            thousand.mid(300, 400)},
+        {"no ranges, short field", 1500, AccessibleElement::Range {10, 0}, false, AccessibleElement::Range {0, 400},
+            numbered(1500).first(400)},
+        {"no ranges, field just too long", 2001, std::nullopt, false, std::nullopt, QString()},
+        {"no ranges, field at the limit", 2000, std::nullopt, false, std::nullopt, numbered(400)},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        FakeAccessibilityTree tree;
+        tree.focused->value = numbered(c.characters);
+        tree.focused->numberOfCharacters = c.characters;
+        tree.focused->selectedTextRange = c.selection;
+        tree.focused->answersRanges = c.answersRanges;
+        EXPECT_EQ(AccessibilityServices::captureContext(tree, true)->context.focusedText, c.expected);
+        EXPECT_EQ(tree.askedRange.has_value(), c.askedRange.has_value());
+        if (tree.askedRange && c.askedRange) {
+            EXPECT_EQ(tree.askedRange->location, c.askedRange->location);
+            EXPECT_EQ(tree.askedRange->length, c.askedRange->length);
+        }
+    }
+}
+
+TEST(AccessibilityServices, CutsCountUserPerceivedCharacters)
+{
+    FakeAccessibilityTree tree;
+    QString emoji;
+    for (int i = 0; i < 450; ++i)
+        emoji += u"👍🏽"_s;
+    tree.focused->selectedText = emoji;
+    tree.focused->value = emoji;
+    tree.focused->numberOfCharacters = 900;
+    const CaptureResult result = *AccessibilityServices::captureContext(tree, true);
+    EXPECT_EQ(result.context.selectedText, emoji.first(400 * 4));
+    EXPECT_EQ(result.context.focusedText, emoji.first(400 * 4));
+}
+
+TEST(AccessibilityServices, MissingPiecesAreEmpty)
+{
+    FakeAccessibilityTree tree;
+    tree.window.reset();
+    tree.focused.reset();
+    tree.application->bundleIdentifier.reset();
+    const CaptureResult result = *AccessibilityServices::captureContext(tree, true);
+    EXPECT_EQ(result.target, (InputTarget {4242, std::nullopt, {}, {}, {}, 0, false}));
+    EXPECT_TRUE(result.context.windowTitle.isEmpty());
+    EXPECT_EQ(AccessibilityServices::focusedValue(tree), std::nullopt);
+
+    tree.application.reset();
+    EXPECT_EQ(AccessibilityServices::captureContext(tree, true), std::nullopt);
+}
+
+TEST(AccessibilityServices, TargetsDifferWhenFocusMoves)
+{
+    FakeAccessibilityTree tree;
+    const InputTarget first = AccessibilityServices::captureContext(tree, false)->target;
+    EXPECT_EQ(AccessibilityServices::captureContext(tree, false)->target, first);
+    tree.focused->hash = 2;
+    EXPECT_NE(AccessibilityServices::captureContext(tree, false)->target, first);
+}
+
+} // namespace

@@ -1,0 +1,221 @@
+#include "input/PasteService.h"
+#include "FakeAccessibilityTree.h"
+#include "ManualClock.h"
+#include "input/AccessibilityServices.h"
+#include "platform/AccessibilityAccess.h"
+#include "platform/Keystroke.h"
+#include "platform/Pasteboard.h"
+
+#include <QObject>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <thread>
+
+using namespace Qt::Literals::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+class FakeAccess final : public AccessibilityAccess
+{
+public:
+    bool enabled = true;
+    int requests = 0;
+    bool isEnabled() const override { return enabled; }
+    void requestEnable() override { ++requests; }
+};
+
+class FakePasteboard final : public Pasteboard
+{
+public:
+    QList<PasteboardItem> contents {PasteboardItem {{{u"text/html"_s, "<b>mine</b>"}, {u"text/plain"_s, "mine"}}}};
+    quint64 changes = 7;
+
+    QList<PasteboardItem> items() const override { return contents; }
+    void clearContents() override
+    {
+        contents.clear();
+        ++changes;
+    }
+    void setString(const QString &text) override
+    {
+        contents = {PasteboardItem {{{u"text/plain"_s, text.toUtf8()}}}};
+        ++changes;
+    }
+    void writeItems(const QList<PasteboardItem> &items) override
+    {
+        contents = items;
+        ++changes;
+    }
+    quint64 changeCount() const override { return changes; }
+};
+
+class FakeKeystroke final : public Keystroke
+{
+public:
+    bool available = true;
+    std::vector<bool> sent;
+    std::function<void()> effect;
+    bool isAvailable() const override { return available; }
+    bool sendPaste(bool forTerminal) override
+    {
+        sent.push_back(forTerminal);
+        if (effect)
+            effect();
+        return true;
+    }
+};
+
+struct Fixture {
+    QObject pasteboardContext;
+    FakeAccessibilityTree tree;
+    FakeAccess access;
+    FakePasteboard pasteboard;
+    FakeKeystroke keystroke;
+    ManualClock clock;
+    std::atomic<bool> cancelled {false};
+    PasteService::Environment environment {tree, access, pasteboard, keystroke, clock};
+
+    InputTarget target() { return AccessibilityServices::captureContext(tree, false)->target; }
+
+    struct Result {
+        std::expected<PasteOutcome, PasteError> value;
+        Clock::Duration waited;
+    };
+    // Runs the paste on a worker thread and moves the clock whenever it sleeps.
+    Result run(const QString &text, const InputTarget &expected, double restoreDelay, int cancelAfterSleeps = -1)
+    {
+        std::optional<std::expected<PasteOutcome, PasteError>> result;
+        std::atomic<bool> done {false};
+        std::thread worker([&] {
+            result = PasteService::paste(text, expected, restoreDelay, environment, &cancelled);
+            done = true;
+        });
+        int sleeps = 0;
+        while (!done) {
+            if (clock.sleeperCount() == 0) {
+                std::this_thread::yield();
+                continue;
+            }
+            if (++sleeps == cancelAfterSleeps)
+                cancelled = true;
+            clock.advance(50ms);
+        }
+        worker.join();
+        return {*result, clock.now()};
+    }
+};
+
+const QList<PasteboardItem> usersClipboard {
+    PasteboardItem {{{u"text/html"_s, "<b>mine</b>"}, {u"text/plain"_s, "mine"}}}};
+const QList<PasteboardItem> dictation {PasteboardItem {{{u"text/plain"_s, "Hello"}}}};
+
+TEST(PasteService, RefusalsLeaveTheClipboardAlone)
+{
+    struct Case {
+        const char *name;
+        std::function<void(Fixture &, InputTarget &)> arrange;
+        PasteError error;
+        int enableRequests;
+    };
+    const Case cases[] = {
+        {"accessibility off", [](Fixture &f, InputTarget &) { f.access.enabled = false; }, PasteError::notTrusted, 1},
+        {"no key injector", [](Fixture &f, InputTarget &) { f.keystroke.available = false; }, PasteError::notTrusted,
+            0},
+        {"password field, checked before the focus",
+            [](Fixture &f, InputTarget &t) {
+                t.isSecure = true;
+                f.tree.focused->hash = 99;
+            },
+            PasteError::secureField, 0},
+        {"focus moved to another field", [](Fixture &f, InputTarget &) { f.tree.focused->hash = 99; },
+            PasteError::targetChanged, 0},
+        {"window title changed", [](Fixture &f, InputTarget &) { f.tree.window->title = u"other"_s; },
+            PasteError::targetChanged, 0},
+        {"nothing frontmost", [](Fixture &f, InputTarget &) { f.tree.application.reset(); }, PasteError::targetChanged,
+            0},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Fixture f;
+        InputTarget expected = f.target();
+        c.arrange(f, expected);
+        const auto result = f.run(u"Hello"_s, expected, 1.0);
+        EXPECT_EQ(result.value, std::unexpected(c.error));
+        EXPECT_EQ(f.pasteboard.contents, usersClipboard);
+        EXPECT_EQ(f.pasteboard.changes, 7u);
+        EXPECT_TRUE(f.keystroke.sent.empty());
+        EXPECT_EQ(f.access.requests, c.enableRequests);
+    }
+    EXPECT_EQ(
+        description(PasteError::targetChanged), u"入力先が変わったため入力せず、クリップボードも変更していません。"_s);
+}
+
+TEST(PasteService, ConfirmsAndRestores)
+{
+    struct Case {
+        const char *name;
+        double restoreDelay;
+        std::function<void(Fixture &)> arrange;
+        PasteOutcome outcome;
+        Clock::Duration waited;
+        QList<PasteboardItem> clipboardAfter;
+    };
+    const QList<PasteboardItem> managers {PasteboardItem {{{u"text/plain"_s, "manager"}}}};
+    const Case cases[] = {
+        {"text appears at once", 1.0,
+            [](Fixture &f) {
+                f.tree.setFocusedValue(u"abc"_s);
+                f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"abcHello"_s); };
+            },
+            PasteOutcome::confirmed, 0ms, usersClipboard},
+        {"text appears after three polls", 1.0,
+            [](Fixture &f) {
+                f.tree.setFocusedValue(u"abc"_s);
+                f.keystroke.effect = [&f] {
+                    f.clock.schedule(150ms, &f.pasteboardContext, [&f] { f.tree.setFocusedValue(u"Hello abc"_s); });
+                };
+            },
+            PasteOutcome::confirmed, 150ms, usersClipboard},
+        {"field already held the text", 2.0, [](Fixture &f) { f.tree.setFocusedValue(u"Hello"_s); },
+            PasteOutcome::unconfirmed, 2000ms, dictation},
+        {"short delays wait half a second", 0.2, [](Fixture &f) { f.tree.setFocusedValue(u"abc"_s); },
+            PasteOutcome::unconfirmed, 500ms, dictation},
+        {"element without text", 1.0, [](Fixture &) {}, PasteOutcome::unconfirmed, 1000ms, dictation},
+        {"clipboard manager replaced the text", 1.0,
+            [managers](Fixture &f) {
+                f.tree.setFocusedValue(u""_s);
+                f.keystroke.effect = [&f, managers] {
+                    f.pasteboard.writeItems(managers);
+                    f.tree.setFocusedValue(u"Hello"_s);
+                };
+            },
+            PasteOutcome::confirmed, 0ms, managers},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Fixture f;
+        const InputTarget expected = f.target();
+        c.arrange(f);
+        const auto result = f.run(u"Hello"_s, expected, c.restoreDelay);
+        EXPECT_EQ(result.value, c.outcome);
+        EXPECT_EQ(result.waited, c.waited);
+        EXPECT_EQ(f.pasteboard.contents, c.clipboardAfter);
+        EXPECT_EQ(f.keystroke.sent, std::vector<bool> {false});
+    }
+}
+
+TEST(PasteService, TerminalsGetTheShiftedShortcutAndCancellationKeepsTheText)
+{
+    Fixture f;
+    f.tree.focused->role = PasteService::terminalRole;
+    f.tree.setFocusedValue(u"$ "_s);
+    const auto result = f.run(u"ls"_s, f.target(), 5.0, 3);
+    EXPECT_EQ(result.value, std::unexpected(PasteError::cancelled));
+    EXPECT_EQ(f.keystroke.sent, std::vector<bool> {true});
+    EXPECT_EQ(f.pasteboard.contents, (QList<PasteboardItem> {PasteboardItem {{{u"text/plain"_s, "ls"}}}}));
+}
+
+} // namespace
