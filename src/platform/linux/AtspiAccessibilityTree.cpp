@@ -1,0 +1,437 @@
+#include <atspi/atspi.h>
+
+#include "platform/linux/AtspiAccessibilityTree.h"
+
+#include "platform/linux/DesktopIdentity.h"
+
+#include <QHash>
+
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+QString takeString(gchar *text)
+{
+    QString result = QString::fromUtf8(text);
+    g_free(text);
+    return result;
+}
+
+// Returns an owned reference; nullptr stays nullptr.
+AtspiAccessible *ref(AtspiAccessible *accessible)
+{
+    return accessible != nullptr ? static_cast<AtspiAccessible *>(g_object_ref(accessible)) : nullptr;
+}
+
+bool hasState(AtspiAccessible *accessible, AtspiStateType state)
+{
+    AtspiStateSet *states = atspi_accessible_get_state_set(accessible);
+    const bool contains = states != nullptr && atspi_state_set_contains(states, state);
+    if (states != nullptr)
+        g_object_unref(states);
+    return contains;
+}
+
+qint32 processOf(AtspiAccessible *accessible)
+{
+    return qint32(atspi_accessible_get_process_id(accessible, nullptr));
+}
+
+} // namespace
+
+// The thread that owns every libatspi object, and what it remembers of the focus.
+struct AtspiAccessibilityTree::Worker {
+    std::chrono::milliseconds timeout;
+    GMainContext *context = g_main_context_new();
+    GMainLoop *loop = g_main_loop_new(context, FALSE);
+    std::thread thread;
+    // Touched only on the worker thread.
+    AtspiAccessible *lastFocused = nullptr;
+    AtspiAccessible *lastWindow = nullptr;
+    AtspiEventListener *listener = nullptr;
+    const qint32 ownProcess = qint32(getpid());
+
+    explicit Worker(std::chrono::milliseconds timeout)
+        : timeout(timeout)
+    {
+        std::promise<void> ready;
+        thread = std::thread([this, &ready] {
+            g_main_context_push_thread_default(context);
+            atspi_set_main_context(context);
+            atspi_init();
+            // Each D-Bus call to an application gives up after this long.
+            atspi_set_timeout(int(this->timeout.count()), int(this->timeout.count()) * 4);
+            listener = atspi_event_listener_new(&Worker::onEvent, this, nullptr);
+            atspi_event_listener_register(listener, "object:state-changed:focused", nullptr);
+            atspi_event_listener_register(listener, "window:activate", nullptr);
+            ready.set_value();
+            g_main_loop_run(loop);
+            atspi_event_listener_deregister(listener, "object:state-changed:focused", nullptr);
+            atspi_event_listener_deregister(listener, "window:activate", nullptr);
+            g_object_unref(listener);
+            g_clear_object(&lastFocused);
+            g_clear_object(&lastWindow);
+            g_main_context_pop_thread_default(context);
+        });
+        ready.get_future().wait();
+    }
+
+    ~Worker()
+    {
+        g_main_context_invoke(
+            context,
+            [](gpointer loop) -> gboolean {
+                g_main_loop_quit(static_cast<GMainLoop *>(loop));
+                return G_SOURCE_REMOVE;
+            },
+            loop);
+        thread.join();
+        // libatspi keeps its D-Bus sources on the context for the rest of the process.
+        g_main_loop_unref(loop);
+    }
+
+    static void onEvent(AtspiEvent *event, void *data)
+    {
+        auto *self = static_cast<Worker *>(data);
+        if (event->source != nullptr && processOf(event->source) != self->ownProcess) {
+            const QByteArray type(event->type);
+            if (type.startsWith("object:state-changed:focused") && event->detail1 == 1) {
+                g_clear_object(&self->lastFocused);
+                self->lastFocused = ref(event->source);
+            } else if (type.startsWith("window:activate")) {
+                g_clear_object(&self->lastWindow);
+                self->lastWindow = ref(event->source);
+            }
+        }
+        // The listener owns the event it is given.
+        g_boxed_free(ATSPI_TYPE_EVENT, event);
+    }
+
+    // Runs `work` on the worker thread; nothing when it does not finish within the timeout.
+    template<typename Result>
+    std::optional<Result> run(std::function<Result()> work)
+    {
+        auto task = std::make_shared<std::packaged_task<Result()>>(std::move(work));
+        std::future<Result> future = task->get_future();
+        auto *job = new std::function<void()>([task] { (*task)(); });
+        g_main_context_invoke_full(
+            context, G_PRIORITY_DEFAULT,
+            [](gpointer data) -> gboolean {
+                (*static_cast<std::function<void()> *>(data))();
+                return G_SOURCE_REMOVE;
+            },
+            job, [](gpointer data) { delete static_cast<std::function<void()> *>(data); });
+        if (future.wait_for(timeout * 2) != std::future_status::ready)
+            return std::nullopt;
+        return future.get();
+    }
+
+    // On the worker thread: the active top-level window of another process.
+    AtspiAccessible *activeWindow()
+    {
+        if (lastWindow != nullptr && hasState(lastWindow, ATSPI_STATE_ACTIVE))
+            return lastWindow;
+        AtspiAccessible *desktop = atspi_get_desktop(0);
+        AtspiAccessible *found = nullptr;
+        const int applications = atspi_accessible_get_child_count(desktop, nullptr);
+        for (int a = 0; a < applications && found == nullptr; ++a) {
+            AtspiAccessible *application = atspi_accessible_get_child_at_index(desktop, a, nullptr);
+            if (application == nullptr)
+                continue;
+            if (processOf(application) != ownProcess) {
+                const int windows = atspi_accessible_get_child_count(application, nullptr);
+                for (int w = 0; w < windows && found == nullptr; ++w) {
+                    AtspiAccessible *window = atspi_accessible_get_child_at_index(application, w, nullptr);
+                    if (window != nullptr && hasState(window, ATSPI_STATE_ACTIVE))
+                        found = ref(window);
+                    g_clear_object(&window);
+                }
+            }
+            g_object_unref(application);
+        }
+        g_object_unref(desktop);
+        if (found != nullptr) {
+            g_clear_object(&lastWindow);
+            lastWindow = found;
+        }
+        return found;
+    }
+
+    // On the worker thread: the focused element inside `window`, searched breadth-first, bounded.
+    static AtspiAccessible *focusedDescendant(AtspiAccessible *window)
+    {
+        std::vector<AtspiAccessible *> queue {ref(window)};
+        AtspiAccessible *found = nullptr;
+        for (size_t i = 0; i < queue.size() && i < 5000; ++i) {
+            AtspiAccessible *node = queue[i];
+            if (found == nullptr && i > 0 && hasState(node, ATSPI_STATE_FOCUSED))
+                found = ref(node);
+            if (found == nullptr) {
+                const int children = atspi_accessible_get_child_count(node, nullptr);
+                for (int c = 0; c < children && c < 500; ++c) {
+                    if (AtspiAccessible *child = atspi_accessible_get_child_at_index(node, c, nullptr))
+                        queue.push_back(child);
+                }
+            }
+        }
+        for (AtspiAccessible *node : queue)
+            g_object_unref(node);
+        return found;
+    }
+
+    // On the worker thread: the element that has the focus now, in the active window.
+    AtspiAccessible *focusedElement()
+    {
+        AtspiAccessible *window = activeWindow();
+        if (window == nullptr)
+            return nullptr;
+        if (lastFocused != nullptr && hasState(lastFocused, ATSPI_STATE_FOCUSED)
+            && processOf(lastFocused) == processOf(window))
+            return lastFocused;
+        AtspiAccessible *found = focusedDescendant(window);
+        if (found != nullptr) {
+            g_clear_object(&lastFocused);
+            lastFocused = found;
+        }
+        return found;
+    }
+};
+
+namespace {
+
+using Worker = AtspiAccessibilityTree::Worker;
+
+// An element handle; its reads and its release happen on the worker thread.
+class AtspiElement final : public AccessibleElement
+{
+public:
+    AtspiElement(std::shared_ptr<Worker> worker, AtspiAccessible *accessible)
+        : worker(std::move(worker))
+        , accessible(accessible)
+    { }
+    ~AtspiElement() override
+    {
+        worker->run<bool>([accessible = accessible] {
+            g_object_unref(accessible);
+            return true;
+        });
+    }
+
+    std::optional<QString> title() const override
+    {
+        return read([](AtspiAccessible *a) -> std::optional<QString> {
+            return takeString(atspi_accessible_get_name(a, nullptr));
+        });
+    }
+    std::optional<QString> role() const override
+    {
+        return read([](AtspiAccessible *a) -> std::optional<QString> {
+            gchar *name = atspi_accessible_get_role_name(a, nullptr);
+            if (name == nullptr)
+                return std::nullopt;
+            return takeString(name);
+        });
+    }
+    std::optional<QString> subrole() const override { return std::nullopt; }
+    std::optional<QString> identifier() const override
+    {
+        return read([](AtspiAccessible *a) -> std::optional<QString> {
+            gchar *id = atspi_accessible_get_accessible_id(a, nullptr);
+            if (id == nullptr)
+                return std::nullopt;
+            return takeString(id);
+        });
+    }
+    std::optional<QString> selectedText() const override
+    {
+        return readText([](AtspiText *text) -> std::optional<QString> {
+            if (atspi_text_get_n_selections(text, nullptr) < 1)
+                return std::nullopt;
+            AtspiRange *range = atspi_text_get_selection(text, 0, nullptr);
+            if (range == nullptr)
+                return std::nullopt;
+            std::optional<QString> selected
+                = takeString(atspi_text_get_text(text, range->start_offset, range->end_offset, nullptr));
+            g_free(range);
+            return selected;
+        });
+    }
+    std::optional<Range> selectedTextRange() const override
+    {
+        std::optional<std::optional<Range>> result
+            = worker->run<std::optional<Range>>([a = accessible]() -> std::optional<Range> {
+                  AtspiText *text = atspi_accessible_get_text_iface(a);
+                  if (text == nullptr)
+                      return std::nullopt;
+                  std::optional<Range> range;
+                  if (atspi_text_get_n_selections(text, nullptr) > 0) {
+                      if (AtspiRange *selection = atspi_text_get_selection(text, 0, nullptr)) {
+                          range = Range {selection->start_offset, selection->end_offset - selection->start_offset};
+                          g_free(selection);
+                      }
+                  }
+                  if (!range) {
+                      GError *error = nullptr;
+                      const gint caret = atspi_text_get_caret_offset(text, &error);
+                      if (error == nullptr && caret >= 0)
+                          range = Range {caret, 0};
+                      g_clear_error(&error);
+                  }
+                  g_object_unref(text);
+                  return range;
+              });
+        return result.value_or(std::nullopt);
+    }
+    std::optional<QString> stringForRange(Range range) const override
+    {
+        return readText([range](AtspiText *text) -> std::optional<QString> {
+            GError *error = nullptr;
+            gchar *part = atspi_text_get_text(text, gint(range.location), gint(range.location + range.length), &error);
+            if (error != nullptr) {
+                g_clear_error(&error);
+                g_free(part);
+                return std::nullopt;
+            }
+            return takeString(part);
+        });
+    }
+    std::optional<qint64> numberOfCharacters() const override
+    {
+        std::optional<std::optional<qint64>> count
+            = worker->run<std::optional<qint64>>([a = accessible]() -> std::optional<qint64> {
+                  AtspiText *text = atspi_accessible_get_text_iface(a);
+                  if (text == nullptr)
+                      return std::nullopt;
+                  GError *error = nullptr;
+                  const gint characters = atspi_text_get_character_count(text, &error);
+                  g_object_unref(text);
+                  if (error != nullptr) {
+                      g_clear_error(&error);
+                      return std::nullopt;
+                  }
+                  return characters;
+              });
+        return count.value_or(std::nullopt);
+    }
+    std::optional<QString> value() const override
+    {
+        return readText([](AtspiText *text) -> std::optional<QString> {
+            GError *error = nullptr;
+            gchar *all = atspi_text_get_text(text, 0, -1, &error);
+            if (error != nullptr) {
+                g_clear_error(&error);
+                g_free(all);
+                return std::nullopt;
+            }
+            return takeString(all);
+        });
+    }
+    qint64 hash() const override { return identity; }
+
+    // Bus name and object path: the same element always, another element never.
+    void computeIdentity()
+    {
+        identity = worker
+                       ->run<qint64>([a = accessible] {
+                           const auto *object = reinterpret_cast<AtspiObject *>(a);
+                           const QByteArray key = QByteArray(object->app != nullptr ? object->app->bus_name : "") + '\n'
+                               + QByteArray(object->path);
+                           return qint64(qHash(key, 0x5eed));
+                       })
+                       .value_or(0);
+    }
+
+private:
+    std::optional<QString> read(std::function<std::optional<QString>(AtspiAccessible *)> reader) const
+    {
+        return worker->run<std::optional<QString>>([a = accessible, reader] { return reader(a); })
+            .value_or(std::nullopt);
+    }
+    std::optional<QString> readText(std::function<std::optional<QString>(AtspiText *)> reader) const
+    {
+        return read([reader](AtspiAccessible *a) -> std::optional<QString> {
+            AtspiText *text = atspi_accessible_get_text_iface(a);
+            if (text == nullptr)
+                return std::nullopt;
+            std::optional<QString> result = reader(text);
+            g_object_unref(text);
+            return result;
+        });
+    }
+
+    std::shared_ptr<Worker> worker;
+    AtspiAccessible *accessible;
+    qint64 identity = 0;
+};
+
+std::unique_ptr<AccessibleElement> wrap(
+    const std::shared_ptr<Worker> &worker, std::optional<AtspiAccessible *> accessible)
+{
+    if (!accessible || *accessible == nullptr)
+        return nullptr;
+    auto element = std::make_unique<AtspiElement>(worker, *accessible);
+    element->computeIdentity();
+    return element;
+}
+
+} // namespace
+
+namespace {
+
+// libatspi is set up once per process and cannot be set up again, so every tree shares one worker,
+// made by the first tree (whose timeout it keeps) and kept until the process ends.
+std::shared_ptr<Worker> sharedWorker(std::chrono::milliseconds timeout)
+{
+    static std::mutex mutex;
+    static std::shared_ptr<Worker> worker;
+    std::scoped_lock lock(mutex);
+    if (!worker)
+        worker = std::make_shared<Worker>(timeout);
+    return worker;
+}
+
+} // namespace
+
+AtspiAccessibilityTree::AtspiAccessibilityTree(std::chrono::milliseconds timeout)
+    : worker(sharedWorker(timeout))
+{ }
+
+AtspiAccessibilityTree::~AtspiAccessibilityTree() = default;
+
+std::optional<AccessibilityTree::Application> AtspiAccessibilityTree::frontmostApplication() const
+{
+    std::optional<std::optional<Application>> found
+        = worker->run<std::optional<Application>>([worker = worker.get()]() -> std::optional<Application> {
+              AtspiAccessible *window = worker->activeWindow();
+              if (window == nullptr)
+                  return std::nullopt;
+              Application application;
+              application.processIdentifier = processOf(window);
+              if (AtspiAccessible *app = atspi_accessible_get_application(window, nullptr)) {
+                  application.localizedName = takeString(atspi_accessible_get_name(app, nullptr));
+                  g_object_unref(app);
+              }
+              return application;
+          });
+    if (!found || !*found)
+        return std::nullopt;
+    Application application = **found;
+    application.bundleIdentifier = DesktopIdentity::identifierOf(application.processIdentifier);
+    return application;
+}
+
+std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedWindow(const Application &) const
+{
+    return wrap(
+        worker, worker->run<AtspiAccessible *>([worker = worker.get()] { return ref(worker->activeWindow()); }));
+}
+
+std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedElement(const Application &) const
+{
+    return wrap(
+        worker, worker->run<AtspiAccessible *>([worker = worker.get()] { return ref(worker->focusedElement()); }));
+}

@@ -1,0 +1,99 @@
+#include "platform/linux/QtClipboardPasteboard.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QThread>
+
+namespace {
+
+bool isBookkeeping(const QString &format)
+{
+    static const QStringList targets {QStringLiteral("TARGETS"), QStringLiteral("MULTIPLE"),
+        QStringLiteral("TIMESTAMP"), QStringLiteral("SAVE_TARGETS"), QStringLiteral("DELETE"),
+        QStringLiteral("INSERT_SELECTION"), QStringLiteral("INSERT_PROPERTY")};
+    return targets.contains(format) || format.startsWith(u"application/x-qt-windows-mime");
+}
+
+} // namespace
+
+QtClipboardPasteboard::QtClipboardPasteboard(QObject *parent)
+    : QObject(parent)
+{
+    connect(QGuiApplication::clipboard(), &QClipboard::changed, this, [this](QClipboard::Mode mode) {
+        // Our own writes are counted when made; a change while we own the clipboard is one of them.
+        if (mode == QClipboard::Clipboard && !QGuiApplication::clipboard()->ownsClipboard())
+            ++changes;
+    });
+}
+
+template<typename Work>
+void QtClipboardPasteboard::onMainThread(Work work) const
+{
+    if (QThread::currentThread() == thread())
+        work();
+    else
+        QMetaObject::invokeMethod(const_cast<QtClipboardPasteboard *>(this), work, Qt::BlockingQueuedConnection);
+}
+
+QList<PasteboardItem> QtClipboardPasteboard::items() const
+{
+    QList<PasteboardItem> items;
+    onMainThread([&] {
+        const QMimeData *data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+        if (data == nullptr || data->formats().isEmpty())
+            return;
+        PasteboardItem item;
+        qsizetype total = 0;
+        for (const QString &format : data->formats()) {
+            if (isBookkeeping(format))
+                continue;
+            const QByteArray bytes = data->data(format);
+            if (total + bytes.size() > sizeCap)
+                continue;
+            total += bytes.size();
+            item.representations.append({format, bytes});
+        }
+        if (!item.representations.isEmpty())
+            items.append(item);
+    });
+    return items;
+}
+
+void QtClipboardPasteboard::writeOwn(QMimeData *data)
+{
+    ++changes;
+    QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
+}
+
+void QtClipboardPasteboard::clearContents()
+{
+    onMainThread([this] {
+        ++changes;
+        QGuiApplication::clipboard()->clear(QClipboard::Clipboard);
+    });
+}
+
+void QtClipboardPasteboard::setString(const QString &text)
+{
+    onMainThread([this, text] {
+        auto *data = new QMimeData;
+        data->setText(text);
+        // Clipboard managers (Klipper and those that follow it) keep such items out of their history.
+        data->setData(QStringLiteral("x-kde-passwordManagerHint"), "secret");
+        writeOwn(data);
+    });
+}
+
+void QtClipboardPasteboard::writeItems(const QList<PasteboardItem> &items)
+{
+    onMainThread([this, items] {
+        // The desktop clipboard holds one item; the first one is restored.
+        if (items.isEmpty())
+            return;
+        auto *data = new QMimeData;
+        for (const auto &[format, bytes] : items.first().representations)
+            data->setData(format, bytes);
+        writeOwn(data);
+    });
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "input/KeyEventTranslator.h"
+#include "platform/KeyEventSource.h"
+
+#include <QObject>
+
+#include <set>
+
+class QSocketNotifier;
+class QTimer;
+struct xcb_connection_t;
+
+// Key events of an X11 session from XInput2 raw events on the root window: listen-only, nothing is
+// grabbed. One copy of each event is taken (the master keyboard's duplicates are dropped), and by default the events
+// that the paste injector (the XTEST device) sends are dropped; tests that drive keys with xdotool
+// turn that filter off. Lives on the main thread and delivers there. When the X server goes away it
+// sends a tap-disabled notice and tries to reconnect every two seconds.
+class XInputKeySource final : public QObject, public KeyEventSource
+{
+    Q_OBJECT
+
+public:
+    explicit XInputKeySource(QObject *parent = nullptr);
+    ~XInputKeySource() override;
+
+    void setIgnoresInjectedKeys(bool ignores) { ignoresInjectedKeys = ignores; }
+
+    bool start(Handler handler) override;
+    void stop() override;
+    void resume() override;
+    bool canObserve(quint64 flagMask) const override;
+    QString errorMessage() const override { return error; }
+
+private:
+    bool connectToServer();
+    void disconnectFromServer();
+    void readEvents();
+    void findInjectorDevices();
+
+    Handler handler;
+    xcb_connection_t *connection = nullptr;
+    QSocketNotifier *notifier = nullptr;
+    QTimer *reconnectTimer;
+    quint8 extensionOpcode = 0;
+    std::set<quint16> injectorDevices;
+    KeyEventTranslator translator;
+    bool ignoresInjectedKeys = true;
+    QString error;
+};

@@ -1,0 +1,47 @@
+#include "platform/linux/DesktopIdentity.h"
+
+#include <QCoreApplication>
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+TEST(DesktopIdentity, DesktopIdFromTheSystemdUnit)
+{
+    struct Case {
+        QString cgroup;
+        std::optional<QString> id;
+    };
+    const Case cases[] = {
+        {u"0::/user.slice/user-1000.slice/user@1000.service/app.slice/app-gnome-org.gnome.TextEditor-4242.scope\n"_s,
+            u"org.gnome.TextEditor"_s},
+        {u"0::/user.slice/user-1000.slice/user@1000.service/app.slice/app-org.kde.kate-12ab34.scope"_s,
+            u"org.kde.kate"_s},
+        {u"0::/user.slice/user@1000.service/app.slice/app-flatpak-org.mozilla.firefox-1234.scope"_s,
+            u"org.mozilla.firefox"_s},
+        {u"0::/user.slice/user@1000.service/app.slice/app-org.gnome.Terminal.service"_s, u"org.gnome.Terminal"_s},
+        {u"0::/user.slice/user@1000.service/app.slice/app-gnome-gedit@a1b2.service"_s, u"gnome-gedit"_s},
+        {u"0::/user.slice/user@1000.service/app.slice/app-my\\x2dtool-77.scope"_s, u"my-tool"_s},
+        {u"0::/user.slice/user-1000.slice/session-2.scope"_s, std::nullopt},
+        {u"0::/system.slice/cron.service"_s, std::nullopt},
+        {QString(), std::nullopt},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.cgroup.toStdString());
+        EXPECT_EQ(DesktopIdentity::desktopIdFromCgroup(c.cgroup), c.id);
+    }
+}
+
+TEST(DesktopIdentity, FallsBackToTheExecutableName)
+{
+    // The test runs outside any application unit, so its own executable name is its identity.
+    EXPECT_EQ(DesktopIdentity::identifierOf(qint32(getpid())), u"integration_platform"_s);
+    EXPECT_EQ(DesktopIdentity::identifierOf(0), std::nullopt);
+    EXPECT_EQ(DesktopIdentity::identifierOf(-5), std::nullopt);
+}
+
+} // namespace
