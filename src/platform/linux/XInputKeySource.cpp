@@ -1,5 +1,6 @@
 #include "platform/linux/XInputKeySource.h"
 
+#include "platform/linux/LogindSession.h"
 #include "store/HotkeyChoice.h"
 
 #include <QCoreApplication>
@@ -32,10 +33,13 @@ constexpr quint16 xKeycodeOffset = 8;
 
 } // namespace
 
-XInputKeySource::XInputKeySource(QObject *parent)
+XInputKeySource::XInputKeySource(const LogindSession *session, QObject *parent)
     : QObject(parent)
+    , session(session)
     , reconnectTimer(new QTimer(this))
 {
+    if (session != nullptr)
+        connect(session, &LogindSession::activeChanged, this, &XInputKeySource::sessionActivityChanged);
     reconnectTimer->setInterval(2000);
     connect(reconnectTimer, &QTimer::timeout, this, [this] {
         if (connectToServer())
@@ -172,8 +176,8 @@ void XInputKeySource::readEvents()
         const bool isPressed = generic->event_type == XCB_INPUT_RAW_KEY_PRESS;
         const std::optional<KeyEvent> translated
             = translator.translate(quint16(raw->detail - xKeycodeOffset), isPressed, monotonicNanoseconds());
-        if (translated && handler)
-            handler(*translated);
+        if (translated)
+            send(*translated);
     }
     if (connection != nullptr && xcb_connection_has_error(connection)) {
         disconnectFromServer();
@@ -182,4 +186,20 @@ void XInputKeySource::readEvents()
         if (handler)
             handler(KeyEvent {KeyEventType::tapDisabledByUserInput, 0, 0, monotonicNanoseconds()});
     }
+}
+
+void XInputKeySource::send(const KeyEvent &event)
+{
+    if (handler && (session == nullptr || session->isActive()))
+        handler(event);
+}
+
+void XInputKeySource::sessionActivityChanged(bool isActive)
+{
+    // Keys released while the session was away were never seen: start again from nothing held.
+    if (isActive)
+        return;
+    translator.reset();
+    if (handler)
+        handler(KeyEvent {KeyEventType::tapDisabledByUserInput, 0, 0, monotonicNanoseconds()});
 }

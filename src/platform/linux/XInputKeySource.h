@@ -7,6 +7,7 @@
 
 #include <set>
 
+class LogindSession;
 class QSocketNotifier;
 class QTimer;
 struct xcb_connection_t;
@@ -21,7 +22,8 @@ class XInputKeySource final : public QObject, public KeyEventSource
     Q_OBJECT
 
 public:
-    explicit XInputKeySource(QObject *parent = nullptr);
+    // Events are dropped while `session` (when given) is inactive or locked.
+    explicit XInputKeySource(const LogindSession *session = nullptr, QObject *parent = nullptr);
     ~XInputKeySource() override;
 
     void setIgnoresInjectedKeys(bool ignores) { ignoresInjectedKeys = ignores; }
@@ -38,6 +40,10 @@ private:
     void readEvents();
     void findInjectorDevices();
 
+    void send(const KeyEvent &event);
+    void sessionActivityChanged(bool isActive);
+
+    const LogindSession *session;
     Handler handler;
     xcb_connection_t *connection = nullptr;
     QSocketNotifier *notifier = nullptr;

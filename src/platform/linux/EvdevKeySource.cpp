@@ -1,0 +1,234 @@
+#include "platform/linux/EvdevKeySource.h"
+
+#include "platform/linux/LogindSession.h"
+#include "store/HotkeyChoice.h"
+
+#include <QCoreApplication>
+#include <QSocketNotifier>
+
+#include <libevdev/libevdev.h>
+#include <libudev.h>
+
+#include <cerrno>
+#include <ctime>
+#include <fcntl.h>
+#include <unistd.h>
+
+const char *const EvdevKeySource::ownDeviceName = "Sorawen virtual keyboard";
+
+namespace {
+
+quint64 monotonicNanoseconds()
+{
+    timespec now {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return quint64(now.tv_sec) * 1'000'000'000ULL + quint64(now.tv_nsec);
+}
+
+bool isKeyboardNode(udev_device *device)
+{
+    const char *node = udev_device_get_devnode(device);
+    const char *keyboard = udev_device_get_property_value(device, "ID_INPUT_KEYBOARD");
+    return node != nullptr && QByteArray(node).startsWith("/dev/input/event") && keyboard != nullptr
+        && QByteArray(keyboard) == "1";
+}
+
+} // namespace
+
+struct EvdevKeySource::Keyboard {
+    int descriptor = -1;
+    libevdev *device = nullptr;
+    std::unique_ptr<QSocketNotifier> notifier;
+
+    ~Keyboard()
+    {
+        notifier.reset();
+        if (device != nullptr)
+            libevdev_free(device);
+        if (descriptor >= 0)
+            ::close(descriptor);
+    }
+};
+
+EvdevKeySource::EvdevKeySource(const LogindSession *session, QObject *parent)
+    : QObject(parent)
+    , session(session)
+{
+    if (session != nullptr)
+        connect(session, &LogindSession::activeChanged, this, &EvdevKeySource::sessionActivityChanged);
+}
+
+EvdevKeySource::~EvdevKeySource()
+{
+    stop();
+}
+
+bool EvdevKeySource::start(Handler given)
+{
+    stop();
+    handler = std::move(given);
+    context = udev_new();
+    if (context == nullptr) {
+        error = QCoreApplication::translate("EvdevKeySource", "キーボードの一覧を取得できません（udev）。");
+        return false;
+    }
+    monitor = udev_monitor_new_from_netlink(context, "udev");
+    if (monitor != nullptr) {
+        udev_monitor_filter_add_match_subsystem_devtype(monitor, "input", nullptr);
+        udev_monitor_enable_receiving(monitor);
+        monitorNotifier = new QSocketNotifier(udev_monitor_get_fd(monitor), QSocketNotifier::Read, this);
+        connect(monitorNotifier, &QSocketNotifier::activated, this, &EvdevKeySource::readHotplug);
+    }
+
+    isAccessDenied = false;
+    udev_enumerate *enumerate = udev_enumerate_new(context);
+    udev_enumerate_add_match_subsystem(enumerate, "input");
+    udev_enumerate_add_match_property(enumerate, "ID_INPUT_KEYBOARD", "1");
+    udev_enumerate_scan_devices(enumerate);
+    udev_list_entry *entry = nullptr;
+    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumerate))
+    {
+        udev_device *device = udev_device_new_from_syspath(context, udev_list_entry_get_name(entry));
+        if (device != nullptr && isKeyboardNode(device))
+            addKeyboard(udev_device_get_devnode(device));
+        if (device != nullptr)
+            udev_device_unref(device);
+    }
+    udev_enumerate_unref(enumerate);
+
+    if (!keyboards.empty()) {
+        error.clear();
+        return true;
+    }
+    error = isAccessDenied ? QCoreApplication::translate("EvdevKeySource",
+                "キーボードを読み取る権限がありません。「sudo usermod -aG input $USER」で input "
+                "グループに参加し、ログインし直してください。")
+                           : QCoreApplication::translate("EvdevKeySource", "キーボードが見つかりません。");
+    // Keep listening: a keyboard plugged in later starts the stream.
+    return monitor != nullptr && !isAccessDenied;
+}
+
+void EvdevKeySource::stop()
+{
+    keyboards.clear();
+    delete monitorNotifier;
+    monitorNotifier = nullptr;
+    if (monitor != nullptr)
+        udev_monitor_unref(monitor);
+    monitor = nullptr;
+    if (context != nullptr)
+        udev_unref(context);
+    context = nullptr;
+    translator.reset();
+    held = 0;
+    handler = nullptr;
+}
+
+bool EvdevKeySource::canObserve(quint64 flagMask) const
+{
+    if (flagMask != HotkeyChoice(HotkeyChoice::function).flagMask())
+        return !keyboards.empty();
+    for (const auto &[path, keyboard] : keyboards) {
+        if (libevdev_has_event_code(keyboard->device, EV_KEY, KEY_FN))
+            return true;
+    }
+    return false;
+}
+
+void EvdevKeySource::addKeyboard(const QByteArray &path)
+{
+    if (keyboards.contains(path))
+        return;
+    auto keyboard = std::make_unique<Keyboard>();
+    keyboard->descriptor = ::open(path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (keyboard->descriptor < 0) {
+        isAccessDenied = isAccessDenied || errno == EACCES || errno == EPERM;
+        return;
+    }
+    if (libevdev_new_from_fd(keyboard->descriptor, &keyboard->device) < 0)
+        return;
+    if (QByteArray(libevdev_get_name(keyboard->device)) == ownDeviceName)
+        return;
+    Keyboard *raw = keyboard.get();
+    keyboard->notifier = std::make_unique<QSocketNotifier>(keyboard->descriptor, QSocketNotifier::Read);
+    connect(keyboard->notifier.get(), &QSocketNotifier::activated, this, [this, raw] { readKeyboard(*raw); });
+    keyboards.emplace(path, std::move(keyboard));
+}
+
+void EvdevKeySource::removeKeyboard(const QByteArray &path)
+{
+    if (keyboards.erase(path) == 0)
+        return;
+    // Keys held on the keyboard that went away will never be released.
+    translator.reset();
+    held = 0;
+    if (handler)
+        handler(KeyEvent {KeyEventType::tapDisabledByUserInput, 0, 0, monotonicNanoseconds()});
+}
+
+void EvdevKeySource::readHotplug()
+{
+    udev_device *device = udev_monitor_receive_device(monitor);
+    if (device == nullptr)
+        return;
+    const QByteArray action(udev_device_get_action(device));
+    const QByteArray node(udev_device_get_devnode(device) != nullptr ? udev_device_get_devnode(device) : "");
+    if (action == "add" && isKeyboardNode(device))
+        addKeyboard(node);
+    else if (action == "remove" && !node.isEmpty())
+        removeKeyboard(node);
+    udev_device_unref(device);
+}
+
+void EvdevKeySource::readKeyboard(Keyboard &keyboard)
+{
+    input_event event {};
+    unsigned int flag = LIBEVDEV_READ_FLAG_NORMAL;
+    for (;;) {
+        const int status = libevdev_next_event(keyboard.device, flag, &event);
+        if (status == LIBEVDEV_READ_STATUS_SYNC) {
+            // Events were dropped: libevdev replays the differences to bring the key state up to date.
+            flag = LIBEVDEV_READ_FLAG_SYNC;
+            if (event.type == EV_KEY)
+                deliver(event.code, event.value);
+            continue;
+        }
+        if (status == -EAGAIN && flag == LIBEVDEV_READ_FLAG_SYNC) {
+            flag = LIBEVDEV_READ_FLAG_NORMAL;
+            continue;
+        }
+        if (status != LIBEVDEV_READ_STATUS_SUCCESS)
+            break;
+        if (event.type == EV_KEY)
+            deliver(event.code, event.value);
+    }
+}
+
+void EvdevKeySource::deliver(quint16 code, int value)
+{
+    // 2 is autorepeat.
+    if (value != 0 && value != 1)
+        return;
+    const std::optional<KeyEvent> translated = translator.translate(code, value == 1, monotonicNanoseconds());
+    if (!translated)
+        return;
+    held = translated->flags;
+    send(*translated);
+}
+
+void EvdevKeySource::send(const KeyEvent &event)
+{
+    if (handler && (session == nullptr || session->isActive()))
+        handler(event);
+}
+
+void EvdevKeySource::sessionActivityChanged(bool isActive)
+{
+    // Keys released while the session was away were never seen: start again from nothing held.
+    if (isActive)
+        return;
+    translator.reset();
+    held = 0;
+    if (handler)
+        handler(KeyEvent {KeyEventType::tapDisabledByUserInput, 0, 0, monotonicNanoseconds()});
+}

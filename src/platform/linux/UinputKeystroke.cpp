@@ -1,0 +1,76 @@
+#include "platform/linux/UinputKeystroke.h"
+
+#include "platform/linux/EvdevKeySource.h"
+
+#include <chrono>
+#include <cstring>
+#include <fcntl.h>
+#include <linux/uinput.h>
+#include <sys/ioctl.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using namespace std::chrono_literals;
+
+namespace {
+constexpr auto releaseWait = 1000ms;
+constexpr auto releasePoll = 20ms;
+} // namespace
+
+UinputKeystroke::UinputKeystroke(std::function<quint64()> heldModifiers)
+    : heldModifiers(std::move(heldModifiers))
+{
+    descriptor = ::open("/dev/uinput", O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0)
+        return;
+    uinput_setup setup {};
+    setup.id.bustype = BUS_VIRTUAL;
+    setup.id.vendor = 0x5357;
+    setup.id.product = 0x0001;
+    std::strncpy(setup.name, EvdevKeySource::ownDeviceName, UINPUT_MAX_NAME_SIZE - 1);
+    const bool isCreated = ::ioctl(descriptor, UI_SET_EVBIT, EV_KEY) == 0
+        && ::ioctl(descriptor, UI_SET_KEYBIT, KEY_LEFTCTRL) == 0
+        && ::ioctl(descriptor, UI_SET_KEYBIT, KEY_LEFTSHIFT) == 0 && ::ioctl(descriptor, UI_SET_KEYBIT, KEY_V) == 0
+        && ::ioctl(descriptor, UI_DEV_SETUP, &setup) == 0 && ::ioctl(descriptor, UI_DEV_CREATE) == 0;
+    if (!isCreated) {
+        ::close(descriptor);
+        descriptor = -1;
+    }
+}
+
+UinputKeystroke::~UinputKeystroke()
+{
+    if (descriptor >= 0) {
+        ::ioctl(descriptor, UI_DEV_DESTROY);
+        ::close(descriptor);
+    }
+}
+
+bool UinputKeystroke::write(quint16 type, quint16 code, qint32 value)
+{
+    input_event event {};
+    event.type = type;
+    event.code = code;
+    event.value = value;
+    return ::write(descriptor, &event, sizeof(event)) == ssize_t(sizeof(event));
+}
+
+bool UinputKeystroke::sendPaste(bool forTerminal)
+{
+    if (!isAvailable())
+        return false;
+    std::scoped_lock lock(mutex);
+    for (auto waited = 0ms; waited < releaseWait && heldModifiers && heldModifiers() != 0; waited += releasePoll)
+        std::this_thread::sleep_for(releasePoll);
+    std::vector<quint16> chord {KEY_LEFTCTRL};
+    if (forTerminal)
+        chord.push_back(KEY_LEFTSHIFT);
+    chord.push_back(KEY_V);
+    bool isSent = true;
+    for (const quint16 key : chord)
+        isSent = write(EV_KEY, key, 1) && write(EV_SYN, SYN_REPORT, 0) && isSent;
+    for (auto key = chord.rbegin(); key != chord.rend(); ++key)
+        isSent = write(EV_KEY, *key, 0) && write(EV_SYN, SYN_REPORT, 0) && isSent;
+    return isSent;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "platform/Keystroke.h"
+
+#include <QtGlobal>
+
+#include <functional>
+#include <mutex>
+
+// The paste shortcut through a virtual keyboard (/dev/uinput), for sessions without X11. The
+// keyboard is created once, at construction, because compositors take a moment to notice a new
+// device. `heldModifiers` tells which modifier keys the user holds (from the evdev key source), so
+// the shortcut waits for their release. Any thread, one call at a time.
+class UinputKeystroke final : public Keystroke
+{
+public:
+    explicit UinputKeystroke(std::function<quint64()> heldModifiers);
+    ~UinputKeystroke() override;
+    UinputKeystroke(const UinputKeystroke &) = delete;
+    UinputKeystroke &operator=(const UinputKeystroke &) = delete;
+
+    bool isAvailable() const override { return descriptor >= 0; }
+    bool sendPaste(bool forTerminal) override;
+
+private:
+    bool write(quint16 type, quint16 code, qint32 value);
+
+    std::function<quint64()> heldModifiers;
+    std::mutex mutex;
+    int descriptor = -1;
+};

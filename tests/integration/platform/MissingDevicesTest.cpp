@@ -1,0 +1,49 @@
+#include "platform/linux/EvdevKeySource.h"
+#include "platform/linux/LogindSession.h"
+#include "platform/linux/UinputKeystroke.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+// What the evdev and uinput adapters do on a machine without keyboards or /dev/uinput (such as the
+// test machines): say so plainly, never crash. Their work on real devices is not testable here.
+namespace {
+
+TEST(MissingDevices, EvdevWithoutReadableKeyboardsSaysWhy)
+{
+    if (QFile::exists(QStringLiteral("/dev/input")))
+        GTEST_SKIP() << "this machine has input devices";
+    EvdevKeySource source;
+    int events = 0;
+    const bool started = source.start([&](const KeyEvent &) { ++events; });
+    // Without any keyboard the source either waits for one to be plugged in or refuses at once.
+    EXPECT_TRUE(started || !source.errorMessage().isEmpty());
+    EXPECT_FALSE(source.canObserve(0x40));
+    EXPECT_FALSE(source.canObserve(0x800000));
+    EXPECT_EQ(source.heldModifiers(), 0u);
+    source.stop();
+    EXPECT_EQ(events, 0);
+}
+
+TEST(MissingDevices, UinputWithoutTheDeviceIsUnavailable)
+{
+    if (QFile::exists(QStringLiteral("/dev/uinput")))
+        GTEST_SKIP() << "this machine has /dev/uinput";
+    UinputKeystroke keystroke([] { return quint64(0); });
+    EXPECT_FALSE(keystroke.isAvailable());
+    EXPECT_FALSE(keystroke.sendPaste(false));
+}
+
+TEST(MissingDevices, SessionWithoutLogindCountsAsActive)
+{
+    const QDBusConnection bus = QDBusConnection::systemBus();
+    if (bus.isConnected() && bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.login1")))
+        GTEST_SKIP() << "logind runs here; its answer depends on the session";
+    const LogindSession session;
+    EXPECT_TRUE(session.isActive());
+}
+
+} // namespace
