@@ -4,6 +4,7 @@
 
 #include "platform/linux/DesktopIdentity.h"
 
+#include <QDBusConnection>
 #include <QHash>
 
 #include <condition_variable>
@@ -389,7 +390,9 @@ std::shared_ptr<Worker> sharedWorker(std::chrono::milliseconds timeout)
     static std::mutex mutex;
     static std::shared_ptr<Worker> worker;
     std::scoped_lock lock(mutex);
-    if (!worker)
+    // libatspi aborts the process when it has no session bus to start from; without one the tree
+    // stays empty.
+    if (!worker && QDBusConnection::sessionBus().isConnected())
         worker = std::make_shared<Worker>(timeout);
     return worker;
 }
@@ -404,6 +407,8 @@ AtspiAccessibilityTree::~AtspiAccessibilityTree() = default;
 
 std::optional<AccessibilityTree::Application> AtspiAccessibilityTree::frontmostApplication() const
 {
+    if (!worker)
+        return std::nullopt;
     std::optional<std::optional<Application>> found
         = worker->run<std::optional<Application>>([worker = worker.get()]() -> std::optional<Application> {
               AtspiAccessible *window = worker->activeWindow();
@@ -426,12 +431,16 @@ std::optional<AccessibilityTree::Application> AtspiAccessibilityTree::frontmostA
 
 std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedWindow(const Application &) const
 {
+    if (!worker)
+        return nullptr;
     return wrap(
         worker, worker->run<AtspiAccessible *>([worker = worker.get()] { return ref(worker->activeWindow()); }));
 }
 
 std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedElement(const Application &) const
 {
+    if (!worker)
+        return nullptr;
     return wrap(
         worker, worker->run<AtspiAccessible *>([worker = worker.get()] { return ref(worker->focusedElement()); }));
 }

@@ -1,6 +1,11 @@
+#include "input/AccessibilityServices.h"
+#include "platform/linux/AtspiAccess.h"
+#include "platform/linux/AtspiAccessibilityTree.h"
 #include "platform/linux/EvdevKeySource.h"
 #include "platform/linux/LogindSession.h"
 #include "platform/linux/UinputKeystroke.h"
+#include "platform/linux/XInputKeySource.h"
+#include "platform/linux/XTestKeystroke.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -44,6 +49,49 @@ TEST(MissingDevices, SessionWithoutLogindCountsAsActive)
         GTEST_SKIP() << "logind runs here; its answer depends on the session";
     const LogindSession session;
     EXPECT_TRUE(session.isActive());
+}
+
+} // namespace
+
+namespace {
+
+// Runs without a display and without a session bus, whatever the environment had.
+class WithoutDesktop : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        display = qgetenv("DISPLAY");
+        bus = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+        qunsetenv("DISPLAY");
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+    }
+    void TearDown() override
+    {
+        qputenv("DISPLAY", display);
+        qputenv("DBUS_SESSION_BUS_ADDRESS", bus);
+    }
+    QByteArray display;
+    QByteArray bus;
+};
+
+TEST_F(WithoutDesktop, KeySourceAndInjectorSayWhy)
+{
+    XInputKeySource source;
+    EXPECT_FALSE(source.start([](const KeyEvent &) {}));
+    EXPECT_EQ(source.errorMessage(), QStringLiteral("X サーバーに接続できません。"));
+    XTestKeystroke keystroke;
+    EXPECT_FALSE(keystroke.isAvailable());
+    EXPECT_FALSE(keystroke.sendPaste(false));
+}
+
+TEST_F(WithoutDesktop, AccessibilityAnswersNothingQuickly)
+{
+    const AtspiAccess access;
+    EXPECT_FALSE(access.isEnabled());
+    const AtspiAccessibilityTree tree(std::chrono::milliseconds(200));
+    EXPECT_EQ(AccessibilityServices::captureContext(tree, true), std::nullopt);
+    EXPECT_EQ(AccessibilityServices::focusedValue(tree), std::nullopt);
 }
 
 } // namespace
