@@ -7,6 +7,11 @@ BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 CTEST_ARGS ?=
 
+# Compiler results are cached outside the clone (ccache's own folder); relative paths let a fresh
+# clone in another folder reuse them.
+export CCACHE_BASEDIR := $(CURDIR)
+export CCACHE_NOHASHDIR := true
+
 .PHONY: all deps configure build run test test-sanitized clean
 
 all: build

@@ -112,24 +112,6 @@ TEST(RippletSettings, LoadingAppliesDefaultsAndLimitsFieldByField)
     }
 }
 
-TEST(RippletSettings, NothingStoredGivesTheDefaults)
-{
-    const RippletSettings settings = RippletSettings::load(std::nullopt);
-    EXPECT_EQ(settings, RippletSettings());
-    EXPECT_EQ(settings.hotkey, HotkeyChoice::function);
-    EXPECT_TRUE(settings.dictionary.isEmpty());
-    EXPECT_TRUE(settings.deepContextEnabled);
-    EXPECT_TRUE(settings.polishingEnabled);
-    EXPECT_EQ(settings.skipPolishingBelowCharacters, 15);
-    EXPECT_EQ(settings.polishingTimeoutSeconds, 4.0);
-    EXPECT_EQ(settings.pasteboardRestoreDelaySeconds, 1.0);
-    EXPECT_TRUE(settings.historyEnabled);
-    EXPECT_EQ(settings.historyLimit, 200);
-    EXPECT_FALSE(settings.launchAtLogin);
-    EXPECT_TRUE(settings.playSounds);
-    EXPECT_FALSE(settings.spokenPunctuationEnabled);
-}
-
 TEST(RippletSettings, StyleWithOnlyBundleIdentifierFillsTheRest)
 {
     const RippletSettings settings
@@ -250,15 +232,6 @@ TEST(RecognitionLanguage, DefaultFollowsTheFirstPreferredLanguage)
         });
         EXPECT_EQ(RecognitionLanguage::defaultFor(first), c.expected);
     }
-}
-
-TEST(RecognitionLanguage, RawValuesAndLabels)
-{
-    EXPECT_EQ(RecognitionLanguage::fromRawValue(u"ja_JP"), RecognitionLanguage::japanese);
-    EXPECT_EQ(RecognitionLanguage::fromRawValue(u"en_US"), RecognitionLanguage::english);
-    EXPECT_FALSE(RecognitionLanguage::fromRawValue(u"en_GB"));
-    EXPECT_EQ(RecognitionLanguage(RecognitionLanguage::japanese).label(), QStringLiteral("日本語"));
-    EXPECT_EQ(RecognitionLanguage(RecognitionLanguage::english).label(), QStringLiteral("英語"));
 }
 
 } // namespace
