@@ -1,0 +1,248 @@
+#include "speech/SpeechService.h"
+
+#include <QMetaObject>
+
+#include <cmath>
+
+using namespace std::chrono_literals;
+
+namespace {
+constexpr Clock::Duration retryDelay = 50ms;
+} // namespace
+
+SpeechService::SpeechService(AudioEngine &engine, AudioConverterFactory &converters, Clock &clock, QObject *parent)
+    : QObject(parent)
+    , engine(engine)
+    , converters(converters)
+    , clock(clock)
+{ }
+
+SpeechService::~SpeechService()
+{
+    stopInput();
+    waitForRestarts();
+}
+
+double SpeechService::level(const AudioBuffer &buffer)
+{
+    const qint64 frames = buffer.frameLength();
+    if (frames == 0)
+        return 0;
+    float sum = 0;
+    const int stride = buffer.format.channelCount;
+    for (qint64 frame = 0; frame < frames; ++frame) {
+        const float sample = buffer.samples[size_t(frame * stride)];
+        sum += sample * sample;
+    }
+    return std::min(double(std::sqrt(sum / float(frames))) * 8.0, 1.0);
+}
+
+qint64 SpeechService::outputCapacity(const AudioFormat &from, const AudioFormat &to, qint64 frames)
+{
+    return qint64(std::ceil(to.sampleRate / from.sampleRate * double(frames))) + 1;
+}
+
+std::expected<void, SpeechServiceError> SpeechService::startCapture()
+{
+    std::expected<void, QString> started;
+    bool installedHere = false;
+    {
+        std::scoped_lock engineGuard(engineLock);
+        const AudioFormat format = engine.inputFormat();
+        if (!format.isUsable())
+            return std::unexpected(SpeechServiceError {SpeechServiceError::noInput, {}});
+        {
+            std::scoped_lock guard(lock);
+            if (stopped || tapInstalled)
+                return std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}});
+            tapInstalled = true;
+            installedHere = true;
+        }
+        engine.setConfigurationChangeHandler([this] { scheduleRestart(0ms); });
+        installTap(format);
+        started = engine.start();
+    }
+    if (!started) {
+        if (installedHere)
+            stopInput();
+        return std::unexpected(SpeechServiceError {SpeechServiceError::engineFailed, started.error()});
+    }
+    if (isStopped()) {
+        // A cancel raced the start.
+        stopInput();
+        return std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}});
+    }
+    return {};
+}
+
+void SpeechService::installTap(const AudioFormat &format)
+{
+    engine.installTap(format, [this](const AudioBuffer &buffer) { consume(buffer); });
+    engineTap = true;
+    tapFormat = format;
+}
+
+bool SpeechService::isStopped() const
+{
+    std::scoped_lock guard(lock);
+    return stopped;
+}
+
+void SpeechService::consume(const AudioBuffer &buffer)
+{
+    {
+        std::scoped_lock guard(lock);
+        if (stopped)
+            return;
+        if (!outputFormat) {
+            // A buffer that starts below the bound is kept whole, even if it crosses it.
+            if (double(pendingFrames) < buffer.format.sampleRate * pendingSeconds) {
+                pending.push_back(buffer);
+                pendingFrames += buffer.frameLength();
+            }
+        } else {
+            convertAndYield(buffer);
+        }
+    }
+    const double value = level(buffer);
+    QMetaObject::invokeMethod(
+        this,
+        [this, value] {
+            if (onLevel)
+                onLevel(value);
+        },
+        Qt::QueuedConnection);
+}
+
+void SpeechService::convertAndYield(const AudioBuffer &buffer)
+{
+    if (!outputFormat)
+        return;
+    if (!converter || converter->inputFormat() != buffer.format)
+        converter = converters.make(buffer.format, *outputFormat);
+    if (!converter)
+        return;
+    std::optional<AudioBuffer> converted
+        = converter->convert(buffer, outputCapacity(buffer.format, *outputFormat, buffer.frameLength()));
+    // A buffer that cannot be converted is dropped; the recording goes on.
+    if (converted && sink)
+        sink(std::move(*converted));
+}
+
+bool SpeechService::beginStreaming(const AudioFormat &format, Sink given)
+{
+    std::scoped_lock guard(lock);
+    if (stopped)
+        return false;
+    sink = std::move(given);
+    outputFormat = format;
+    // Under the tap's own lock, so no new buffer can come between the replayed ones.
+    for (const AudioBuffer &buffer : pending)
+        convertAndYield(buffer);
+    pending.clear();
+    pendingFrames = 0;
+    return true;
+}
+
+void SpeechService::stopInput()
+{
+    engine.setConfigurationChangeHandler(nullptr);
+    {
+        std::scoped_lock guard(lock);
+        stopped = true;
+        tapInstalled = false;
+        sink = nullptr;
+        pending.clear();
+        pendingFrames = 0;
+    }
+    std::scoped_lock engineGuard(engineLock);
+    if (engineTap) {
+        engine.removeTap();
+        engineTap = false;
+        tapFormat.reset();
+    }
+    engine.stop();
+}
+
+void SpeechService::cancel()
+{
+    stopInput();
+}
+
+void SpeechService::waitForRestarts()
+{
+    restartQueue.run([] {}).waitForFinished();
+}
+
+void SpeechService::scheduleRestart(Clock::Duration delay)
+{
+    auto attempt = [this] {
+        restartQueue.run([this] {
+            switch (restartInput()) {
+            case RestartResult::handled: break;
+            case RestartResult::retry: scheduleRestart(retryDelay); break;
+            case RestartResult::giveUp: giveUp(); break;
+            }
+        });
+    };
+    if (delay == 0ms)
+        attempt();
+    else
+        clock.schedule(delay, this, attempt);
+}
+
+void SpeechService::giveUp()
+{
+    cancel();
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (onInterruption)
+                onInterruption();
+        },
+        Qt::QueuedConnection);
+}
+
+SpeechService::RestartResult SpeechService::restartInput()
+{
+    std::scoped_lock engineGuard(engineLock);
+    {
+        std::scoped_lock guard(lock);
+        if (stopped || !tapInstalled)
+            return RestartResult::handled;
+    }
+    const AudioFormat format = engine.inputFormat();
+    if (engine.isRunning() && engineTap && tapFormat == format)
+        return RestartResult::handled;
+    auto removeTap = [this] {
+        if (engineTap) {
+            engine.removeTap();
+            engineTap = false;
+            tapFormat.reset();
+        }
+    };
+    if (format.isUsable()) {
+        if (restartCount > maximumRestarts - 1)
+            return RestartResult::giveUp;
+        ++restartCount;
+        engine.stop();
+        removeTap();
+        installTap(format);
+        if (engine.start())
+            return RestartResult::handled;
+        if (retryCount >= maximumRetries)
+            return RestartResult::giveUp;
+        ++retryCount;
+        return RestartResult::retry;
+    }
+    // No input right now: wait for one to come back.
+    if (engine.isRunning() || engineTap) {
+        engine.stop();
+        removeTap();
+    }
+    if (retryCount < maximumRetries) {
+        ++retryCount;
+        return RestartResult::retry;
+    }
+    return RestartResult::giveUp;
+}
