@@ -10,16 +10,18 @@ namespace {
 constexpr Clock::Duration retryDelay = 50ms;
 } // namespace
 
-SpeechService::SpeechService(AudioEngine &engine, AudioConverterFactory &converters, Clock &clock, QObject *parent)
+SpeechService::SpeechService(const Environment &environment, QObject *parent)
     : QObject(parent)
-    , engine(engine)
-    , converters(converters)
-    , clock(clock)
+    , engine(environment.engine)
+    , converters(environment.converters)
+    , recognizers(environment.recognizers)
+    , models(environment.models)
+    , clock(environment.clock)
 { }
 
 SpeechService::~SpeechService()
 {
-    stopInput();
+    cancel();
     waitForRestarts();
 }
 
@@ -167,6 +169,96 @@ void SpeechService::stopInput()
 void SpeechService::cancel()
 {
     stopInput();
+    SpeechRecognizer *session = nullptr;
+    std::shared_future<std::expected<QString, QString>> running;
+    {
+        std::scoped_lock guard(lock);
+        session = recognizer.get();
+        running = results;
+    }
+    if (session != nullptr)
+        session->cancel();
+    if (running.valid())
+        running.wait();
+}
+
+std::expected<void, SpeechServiceError> SpeechService::prepareAnalyzer(
+    const QString &localeIdentifier, const QStringList &contextualStrings)
+{
+    if (std::expected<void, QString> installed = models.ensureInstalled(localeIdentifier); !installed)
+        return std::unexpected(SpeechServiceError {SpeechServiceError::modelInstallationFailed, installed.error()});
+    std::unique_ptr<SpeechRecognizer> made = recognizers.make(localeIdentifier);
+    if (!made)
+        return std::unexpected(SpeechServiceError {SpeechServiceError::unsupportedFormat, {}});
+    if (std::expected<void, QString> prepared = made->prepare(contextualStrings); !prepared)
+        return std::unexpected(SpeechServiceError {SpeechServiceError::engineFailed, prepared.error()});
+    if (isStopped())
+        return std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}});
+    const AudioFormat hardware = engine.inputFormat();
+    if (!hardware.isUsable())
+        return std::unexpected(SpeechServiceError {SpeechServiceError::noInput, {}});
+    const std::optional<AudioFormat> format = made->bestAudioFormat(hardware);
+    if (!format)
+        return std::unexpected(SpeechServiceError {SpeechServiceError::unsupportedFormat, {}});
+
+    SpeechRecognizer *session = made.get();
+    std::shared_future<std::expected<QString, QString>> running = std::async(std::launch::async, [this, session] {
+        QString finalText;
+        const std::expected<void, QString> ended = session->run([&](const SpeechRecognizer::Result &result) {
+            if (result.isFinal)
+                finalText += result.text;
+            const QString shown = result.isFinal ? finalText : finalText + result.text;
+            // Queued calls to one receiver keep their order, so the bar never goes back in time.
+            QMetaObject::invokeMethod(
+                this,
+                [this, shown] {
+                    if (onPartialText)
+                        onPartialText(shown);
+                },
+                Qt::QueuedConnection);
+        });
+        if (!ended)
+            return std::expected<QString, QString>(std::unexpected(ended.error()));
+        return std::expected<QString, QString>(finalText);
+    }).share();
+    bool isPublished = false;
+    {
+        std::scoped_lock guard(lock);
+        if (!stopped) {
+            recognizer = std::move(made);
+            results = running;
+            isPublished = true;
+        }
+    }
+    if (!isPublished) {
+        session->cancel();
+        running.wait();
+        return std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}});
+    }
+    if (!beginStreaming(*format, [session](AudioBuffer buffer) { session->append(buffer); })) {
+        session->cancel();
+        return std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}});
+    }
+    return {};
+}
+
+std::expected<QString, SpeechServiceError> SpeechService::finish()
+{
+    stopInput();
+    SpeechRecognizer *session = nullptr;
+    std::shared_future<std::expected<QString, QString>> running;
+    {
+        std::scoped_lock guard(lock);
+        session = recognizer.get();
+        running = results;
+    }
+    if (session == nullptr || !running.valid())
+        return QString();
+    session->finishInput();
+    const std::expected<QString, QString> &text = running.get();
+    if (!text)
+        return std::unexpected(SpeechServiceError {SpeechServiceError::engineFailed, text.error()});
+    return *text;
 }
 
 void SpeechService::waitForRestarts()

@@ -3,20 +3,23 @@
 #include "platform/AudioEngine.h"
 #include "platform/Clock.h"
 #include "platform/SerialExecutor.h"
+#include "platform/SpeechRecognizer.h"
 #include "speech/SpeechServiceError.h"
 
 #include <QObject>
 
 #include <expected>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 
-// One recording's microphone: starts capture at once, keeps what is heard in memory (at most 30 s)
-// until the recogniser's format is known, then converts every buffer into that format and streams
-// it on; reports the input level; survives up to 8 device changes and about 3 s without an input.
-// Made on the main thread for one recording and thrown away after it. The level and interruption
-// handlers are called on the main thread; everything else may be called from any thread.
+// One recording's microphone and recognition session. Capture starts at once and what is heard is
+// kept in memory (at most 30 s) until the recogniser is ready; then every buffer is converted into
+// the recogniser's format and streamed to it, the earlier ones first. The running transcript and
+// the input level go to their handlers; up to 8 device changes and about 3 s without an input are
+// survived. Made on the main thread for one recording and thrown away after it. The handlers are
+// called on the main thread; prepareAnalyzer, finish and cancel block and run on worker threads.
 //
 // Lock order: engineLock before lock; lock is never held while engineLock is taken.
 class SpeechService : public QObject
@@ -26,11 +29,28 @@ class SpeechService : public QObject
 public:
     using Sink = std::function<void(AudioBuffer)>;
 
-    SpeechService(AudioEngine &engine, AudioConverterFactory &converters, Clock &clock, QObject *parent = nullptr);
+    struct Environment {
+        AudioEngine &engine;
+        AudioConverterFactory &converters;
+        SpeechRecognizerFactory &recognizers;
+        SpeechModels &models;
+        Clock &clock;
+    };
+
+    explicit SpeechService(const Environment &environment, QObject *parent = nullptr);
     ~SpeechService() override;
 
     std::function<void(double)> onLevel;
+    std::function<void(const QString &)> onPartialText;
     std::function<void()> onInterruption;
+
+    // Makes the recogniser for "ja_JP" or "en_US" favouring `contextualStrings`, then streams the
+    // audio captured so far and from now on into it. Fails with modelInstallationFailed, noInput,
+    // unsupportedFormat, cancelled (the session was stopped meanwhile) or engineFailed.
+    std::expected<void, SpeechServiceError> prepareAnalyzer(
+        const QString &localeIdentifier, const QStringList &contextualStrings);
+    // Ends the input and waits for the final transcript (empty when recognition never started).
+    std::expected<QString, SpeechServiceError> finish();
 
     // Starts the microphone. Fails with noInput when the input has no usable format, cancelled when
     // the service was already started or stopped, engineFailed when the engine does not start.
@@ -40,8 +60,8 @@ public:
     bool beginStreaming(const AudioFormat &format, Sink sink);
     // Stops for good: no more buffers, levels or restarts. Idempotent.
     void stopInput();
-    // Stops, then calls `onInterruption` when restarts give up; overridable by the recognition side.
-    virtual void cancel();
+    // Stops the input and the recogniser at once; no text is delivered. Never fails.
+    void cancel();
 
     bool isStopped() const;
     // Blocks until every restart already scheduled has run (shutdown and tests).
@@ -68,7 +88,13 @@ private:
 
     AudioEngine &engine;
     AudioConverterFactory &converters;
+    SpeechRecognizerFactory &recognizers;
+    SpeechModels &models;
     Clock &clock;
+
+    // Set together, once, by prepareAnalyzer under `lock`.
+    std::unique_ptr<SpeechRecognizer> recognizer;
+    std::shared_future<std::expected<QString, QString>> results;
 
     // Guards the engine's start and stop, the tap, engineTap, tapFormat, restartCount, retryCount.
     std::mutex engineLock;
@@ -78,7 +104,7 @@ private:
     int retryCount = 0;
 
     // Guards the data path: stopped, tapInstalled, sink, pending, pendingFrames, outputFormat,
-    // converter.
+    // converter, and the recogniser with its results.
     mutable std::mutex lock;
     bool stopped = false;
     bool tapInstalled = false;

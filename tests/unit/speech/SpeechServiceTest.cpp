@@ -1,11 +1,13 @@
-#include "ManualClock.h"
 #include "speech/SpeechService.h"
+#include "ManualClock.h"
 
 #include <QCoreApplication>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 
 using namespace std::chrono_literals;
 
@@ -104,6 +106,103 @@ public:
     }
 };
 
+// A recogniser whose results the test scripts; it records the first sample of every buffer.
+class ScriptedRecognizer final : public SpeechRecognizer
+{
+public:
+    std::optional<AudioFormat> format = recognizer;
+    std::optional<QString> failure;
+
+    std::expected<void, QString> prepare(const QStringList &strings) override
+    {
+        contextualStrings = strings;
+        return {};
+    }
+    std::optional<AudioFormat> bestAudioFormat(const AudioFormat &) const override { return format; }
+    void append(const AudioBuffer &buffer) override
+    {
+        std::scoped_lock guard(mutex);
+        heard.push_back(buffer.samples.front());
+    }
+    void finishInput() override { end(false); }
+    void cancel() override { end(true); }
+    std::expected<void, QString> run(const std::function<void(const Result &)> &onResult) override
+    {
+        std::unique_lock guard(mutex);
+        for (;;) {
+            changed.wait(guard, [&] { return !script.empty() || finished; });
+            if (cancelled)
+                return {};
+            if (script.empty())
+                break;
+            const Result next = script.front();
+            script.erase(script.begin());
+            guard.unlock();
+            onResult(next);
+            guard.lock();
+        }
+        if (failure)
+            return std::unexpected(*failure);
+        return {};
+    }
+
+    void say(std::vector<Result> results)
+    {
+        std::scoped_lock guard(mutex);
+        script.insert(script.end(), results.begin(), results.end());
+        changed.notify_all();
+    }
+    std::vector<float> heardSoFar()
+    {
+        std::scoped_lock guard(mutex);
+        return heard;
+    }
+
+    QStringList contextualStrings;
+
+private:
+    void end(bool isCancel)
+    {
+        std::scoped_lock guard(mutex);
+        finished = true;
+        cancelled = cancelled || isCancel;
+        changed.notify_all();
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<Result> script;
+    std::vector<float> heard;
+    bool finished = false;
+    bool cancelled = false;
+};
+
+class ScriptedRecognizers final : public SpeechRecognizerFactory, public SpeechModels
+{
+public:
+    ScriptedRecognizer *last = nullptr;
+    std::optional<QString> installFailure;
+    std::function<void()> whileInstalling;
+    bool hasFormat = true;
+
+    std::unique_ptr<SpeechRecognizer> make(const QString &) override
+    {
+        auto made = std::make_unique<ScriptedRecognizer>();
+        if (!hasFormat)
+            made->format.reset();
+        last = made.get();
+        return made;
+    }
+    std::expected<void, QString> ensureInstalled(const QString &) override
+    {
+        if (whileInstalling)
+            whileInstalling();
+        if (installFailure)
+            return std::unexpected(*installFailure);
+        return {};
+    }
+};
+
 AudioBuffer buffer(const AudioFormat &format, qint64 frames, float value)
 {
     return AudioBuffer {format, std::vector<float>(size_t(frames * format.channelCount), value)};
@@ -112,15 +211,18 @@ AudioBuffer buffer(const AudioFormat &format, qint64 frames, float value)
 struct Fixture {
     SimulatedEngine engine;
     TaggingConverters converters;
+    ScriptedRecognizers recognizers;
     ManualClock clock;
-    SpeechService service {engine, converters, clock};
+    SpeechService service {SpeechService::Environment {engine, converters, recognizers, recognizers, clock}};
     std::vector<float> streamed;
     std::vector<double> levels;
+    std::vector<QString> partials;
     int interruptions = 0;
 
     Fixture()
     {
         service.onLevel = [this](double level) { levels.push_back(level); };
+        service.onPartialText = [this](const QString &text) { partials.push_back(text); };
         service.onInterruption = [this] { ++interruptions; };
     }
     void stream()
@@ -312,6 +414,99 @@ TEST(SpeechServiceCapture, DeviceChanges)
         EXPECT_EQ(f.engine.tapFormat, c.tapFormat);
         EXPECT_EQ(f.service.isStopped(), c.interruptions > 0);
     }
+}
+
+using Result = SpeechRecognizer::Result;
+
+TEST(SpeechServiceRecognition, AssemblesTheTranscript)
+{
+    struct Case {
+        const char *name;
+        std::vector<Result> results;
+        std::vector<QString> partials;
+        QString transcript;
+    };
+    const Case cases[] = {
+        {"volatile results are shown until replaced",
+            {{QStringLiteral("こん"), false}, {QStringLiteral("こんにちは"), false},
+                {QStringLiteral("こんにちは。"), true}, {QStringLiteral("今日"), false}},
+            {QStringLiteral("こん"), QStringLiteral("こんにちは"), QStringLiteral("こんにちは。"),
+                QStringLiteral("こんにちは。今日")},
+            QStringLiteral("こんにちは。")},
+        {"final results join without separators", {{QStringLiteral("Hello."), true}, {QStringLiteral(" World"), true}},
+            {QStringLiteral("Hello."), QStringLiteral("Hello. World")}, QStringLiteral("Hello. World")},
+        {"no results", {}, {}, QString()},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Fixture f;
+        ASSERT_TRUE(f.service.startCapture());
+        ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("ja_JP"), {QStringLiteral("Sorawen")}));
+        EXPECT_EQ(f.recognizers.last->contextualStrings, QStringList {QStringLiteral("Sorawen")});
+        f.recognizers.last->say(c.results);
+        EXPECT_EQ(f.service.finish(), c.transcript);
+        QCoreApplication::processEvents();
+        EXPECT_EQ(f.partials, c.partials);
+        EXPECT_TRUE(f.service.isStopped());
+    }
+}
+
+TEST(SpeechServiceRecognition, AudioFromBeforePreparationGoesFirst)
+{
+    Fixture f;
+    ASSERT_TRUE(f.service.startCapture());
+    f.engine.deliver(buffer(mic48k, 1024, 1));
+    f.engine.deliver(buffer(mic48k, 1024, 2));
+    ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("en_US"), {}));
+    f.engine.deliver(buffer(mic48k, 1024, 3));
+    ScriptedRecognizer *recognizer = f.recognizers.last;
+    EXPECT_EQ(recognizer->heardSoFar(), (std::vector<float> {1, 2, 3}));
+    EXPECT_EQ(f.service.finish(), QString());
+    f.engine.deliver(buffer(mic48k, 1024, 4));
+    EXPECT_EQ(recognizer->heardSoFar(), (std::vector<float> {1, 2, 3}));
+}
+
+TEST(SpeechServiceRecognition, Failures)
+{
+    struct Case {
+        const char *name;
+        std::function<void(Fixture &)> arrange;
+        SpeechServiceError expected;
+    };
+    const Case cases[] = {
+        {"model installation fails",
+            [](Fixture &f) { f.recognizers.installFailure = QStringLiteral("The network connection was lost."); },
+            {SpeechServiceError::modelInstallationFailed, QStringLiteral("The network connection was lost.")}},
+        {"no input",
+            [](Fixture &f) {
+                f.engine.format = AudioFormat {0, 0};
+            },
+            {SpeechServiceError::noInput, {}}},
+        {"no usable format", [](Fixture &f) { f.recognizers.hasFormat = false; },
+            {SpeechServiceError::unsupportedFormat, {}}},
+        {"cancelled during preparation",
+            [](Fixture &f) { f.recognizers.whileInstalling = [&f] { f.service.cancel(); }; },
+            {SpeechServiceError::cancelled, {}}},
+        {"finished during preparation",
+            [](Fixture &f) { f.recognizers.whileInstalling = [&f] { EXPECT_EQ(f.service.finish(), QString()); }; },
+            {SpeechServiceError::cancelled, {}}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Fixture f;
+        ASSERT_TRUE(f.service.startCapture());
+        c.arrange(f);
+        EXPECT_EQ(f.service.prepareAnalyzer(QStringLiteral("ja_JP"), {}), std::unexpected(c.expected));
+        QCoreApplication::processEvents();
+        EXPECT_TRUE(f.partials.empty());
+    }
+
+    Fixture f;
+    ASSERT_TRUE(f.service.startCapture());
+    ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("ja_JP"), {}));
+    f.recognizers.last->failure = QStringLiteral("decoder crashed");
+    EXPECT_EQ(f.service.finish(),
+        std::unexpected(SpeechServiceError {SpeechServiceError::engineFailed, QStringLiteral("decoder crashed")}));
 }
 
 TEST(SpeechServiceError, Messages)
