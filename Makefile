@@ -19,12 +19,15 @@ all: build
 deps:
 	@tools/install-deps
 
-$(BUILD_DIR)/build.ninja: | deps
-	cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE)
+# whisper.cpp and ggml are built once per machine into ~/.cache/sorawen (third_party/build-engines);
+# the build folder is configured again only when that prefix changes.
+configure: deps
+	@prefix=$$(third_party/build-engines) && \
+	if ! grep -qx "SORAWEN_ENGINES_PREFIX:PATH=$$prefix" $(BUILD_DIR)/CMakeCache.txt 2>/dev/null; then \
+		cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) -DSORAWEN_ENGINES_PREFIX=$$prefix; \
+	fi
 
-configure: $(BUILD_DIR)/build.ninja
-
-build: deps configure
+build: configure
 	cmake --build $(BUILD_DIR)
 
 run: build
@@ -35,7 +38,7 @@ test: build
 
 # The same tests built with the address and undefined-behaviour sanitizers (build-sanitize/).
 test-sanitized: deps
-	cmake --preset sanitize
+	cmake --preset sanitize -DSORAWEN_ENGINES_PREFIX=$$(third_party/build-engines)
 	cmake --build --preset sanitize
 	ctest --preset sanitize -j2 $(CTEST_ARGS)
 

@@ -1,0 +1,304 @@
+#include "platform/linux/WhisperRecognizer.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QHash>
+
+#include <whisper.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <thread>
+
+namespace {
+
+// whisper.cpp logs every load and decode to stderr; the application keeps its own log.
+void silenceEngineLogs()
+{
+    static const bool silenced = [] {
+        whisper_log_set([](ggml_log_level, const char *, void *) {}, nullptr);
+        return true;
+    }();
+    (void)silenced;
+}
+
+constexpr float speechThreshold = 0.5F;
+constexpr int vadWindow = 512;
+// A pause this long after speech closes the segment.
+constexpr int pauseSamples = WhisperRecognizer::sampleRate / 2;
+// Whisper's window is 30 s; a segment is closed before it reaches that.
+constexpr size_t longestSegment = size_t(WhisperRecognizer::sampleRate) * 28;
+
+int threadCount(int requested)
+{
+    if (requested > 0)
+        return requested;
+    return std::clamp(int(std::thread::hardware_concurrency()), 1, 4);
+}
+
+} // namespace
+
+std::expected<std::shared_ptr<WhisperModel>, QString> WhisperModel::load(const QString &fileName)
+{
+    static std::mutex mutex;
+    static QHash<QString, std::weak_ptr<WhisperModel>> loaded;
+    std::scoped_lock guard(mutex);
+    if (std::shared_ptr<WhisperModel> model = loaded.value(fileName).lock())
+        return model;
+    if (!QFile::exists(fileName))
+        return std::unexpected(
+            QCoreApplication::translate("WhisperModel", "音声認識モデルがありません: %1").arg(fileName));
+    silenceEngineLogs();
+    whisper_context_params parameters = whisper_context_default_params();
+    parameters.use_gpu = false;
+    whisper_context *context
+        = whisper_init_from_file_with_params_no_state(QFile::encodeName(fileName).constData(), parameters);
+    if (context == nullptr)
+        return std::unexpected(QCoreApplication::translate(
+            "WhisperModel", "音声認識モデルを読み込めませんでした（壊れているか形式が違います）: %1")
+                                   .arg(fileName));
+    std::shared_ptr<WhisperModel> model(new WhisperModel(context));
+    loaded.insert(fileName, model);
+    return model;
+}
+
+WhisperModel::~WhisperModel()
+{
+    whisper_free(loaded);
+}
+
+std::expected<std::unique_ptr<VoiceActivity>, QString> VoiceActivity::load(const QString &fileName)
+{
+    if (!QFile::exists(fileName))
+        return std::unexpected(
+            QCoreApplication::translate("VoiceActivity", "音声区間検出モデルがありません: %1").arg(fileName));
+    silenceEngineLogs();
+    whisper_vad_context_params parameters = whisper_vad_default_context_params();
+    parameters.n_threads = 1;
+    parameters.use_gpu = false;
+    whisper_vad_context *context
+        = whisper_vad_init_from_file_with_params(QFile::encodeName(fileName).constData(), parameters);
+    if (context == nullptr)
+        return std::unexpected(
+            QCoreApplication::translate("VoiceActivity", "音声区間検出モデルを読み込めませんでした: %1").arg(fileName));
+    return std::unique_ptr<VoiceActivity>(new VoiceActivity(context));
+}
+
+VoiceActivity::~VoiceActivity()
+{
+    whisper_vad_free(context);
+}
+
+std::vector<VoiceActivity::Segment> VoiceActivity::segments(const std::vector<float> &samples)
+{
+    std::vector<Segment> found;
+    whisper_vad_segments *segments
+        = whisper_vad_segments_from_samples(context, whisper_vad_default_params(), samples.data(), int(samples.size()));
+    if (segments == nullptr)
+        return found;
+    for (int i = 0; i < whisper_vad_segments_n_segments(segments); ++i) {
+        // The library reports segment times in hundredths of a second.
+        found.push_back({whisper_vad_segments_get_segment_t0(segments, i) / 100.0,
+            whisper_vad_segments_get_segment_t1(segments, i) / 100.0});
+    }
+    whisper_vad_free_segments(segments);
+    return found;
+}
+
+std::vector<float> VoiceActivity::probabilities(const float *samples, int count)
+{
+    if (count <= 0 || !whisper_vad_detect_speech_no_reset(context, samples, count))
+        return {};
+    const float *probabilities = whisper_vad_probs(context);
+    return std::vector<float>(probabilities, probabilities + whisper_vad_n_probs(context));
+}
+
+void VoiceActivity::reset()
+{
+    whisper_vad_reset_state(context);
+}
+
+WhisperRecognizer::WhisperRecognizer(Options options)
+    : options(std::move(options))
+    , language(this->options.language.toUtf8())
+{ }
+
+WhisperRecognizer::~WhisperRecognizer() = default;
+
+std::expected<void, QString> WhisperRecognizer::prepare(const QStringList &contextualStrings)
+{
+    std::expected<std::shared_ptr<WhisperModel>, QString> loaded = WhisperModel::load(options.modelFile);
+    if (!loaded)
+        return std::unexpected(loaded.error());
+    model = *loaded;
+    if (!options.vadModelFile.isEmpty()) {
+        std::expected<std::unique_ptr<VoiceActivity>, QString> vad = VoiceActivity::load(options.vadModelFile);
+        if (!vad)
+            return std::unexpected(vad.error());
+        voice = std::move(*vad);
+    }
+    // The user's words steer the decoder towards their spelling.
+    initialPrompt = contextualStrings.join(language == "ja" ? QStringLiteral("、") : QStringLiteral(", ")).toUtf8();
+    return {};
+}
+
+std::optional<AudioFormat> WhisperRecognizer::bestAudioFormat(const AudioFormat &hardware) const
+{
+    if (!hardware.isUsable())
+        return std::nullopt;
+    return AudioFormat {double(sampleRate), 1};
+}
+
+void WhisperRecognizer::append(const AudioBuffer &buffer)
+{
+    if (buffer.format != AudioFormat {double(sampleRate), 1})
+        return;
+    std::scoped_lock guard(mutex);
+    incoming.insert(incoming.end(), buffer.samples.begin(), buffer.samples.end());
+    arrived.notify_one();
+}
+
+void WhisperRecognizer::finishInput()
+{
+    std::scoped_lock guard(mutex);
+    isInputFinished = true;
+    arrived.notify_one();
+}
+
+void WhisperRecognizer::cancel()
+{
+    isCancelled = true;
+    std::scoped_lock guard(mutex);
+    arrived.notify_one();
+}
+
+std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<float> &samples)
+{
+    whisper_state *state = whisper_init_state(model->context());
+    if (state == nullptr)
+        return std::unexpected(
+            QCoreApplication::translate("WhisperRecognizer", "音声認識の作業領域を確保できません。"));
+    whisper_full_params parameters = whisper_full_default_params(WHISPER_SAMPLING_GREEDY);
+    parameters.n_threads = threadCount(options.threads);
+    parameters.language = language.constData();
+    parameters.translate = false;
+    parameters.no_context = true;
+    parameters.no_timestamps = true;
+    parameters.single_segment = false;
+    parameters.print_progress = false;
+    parameters.print_realtime = false;
+    parameters.print_special = false;
+    parameters.print_timestamps = false;
+    parameters.suppress_blank = true;
+    parameters.initial_prompt = initialPrompt.isEmpty() ? nullptr : initialPrompt.constData();
+    // The encoder works on 50 frames a second; encoding only what is there, not 30 s, is what
+    // makes decoding the open segment again and again affordable.
+    const int frames = int(std::ceil(double(samples.size()) / sampleRate * 50.0)) + 16;
+    parameters.audio_ctx = std::min(frames, whisper_n_audio_ctx(model->context()));
+    parameters.abort_callback = [](void *cancelled) { return static_cast<std::atomic<bool> *>(cancelled)->load(); };
+    parameters.abort_callback_user_data = &isCancelled;
+
+    const int status
+        = whisper_full_with_state(model->context(), state, parameters, samples.data(), int(samples.size()));
+    QString text;
+    if (status == 0) {
+        for (int i = 0; i < whisper_full_n_segments_from_state(state); ++i)
+            text += QString::fromUtf8(whisper_full_get_segment_text_from_state(state, i));
+    }
+    whisper_free_state(state);
+    if (status != 0 && !isCancelled)
+        return std::unexpected(
+            QCoreApplication::translate("WhisperRecognizer", "音声認識に失敗しました（%1）。").arg(status));
+    return text;
+}
+
+std::expected<void, QString> WhisperRecognizer::run(const std::function<void(const Result &)> &onResult)
+{
+    if (!model)
+        return std::unexpected(QCoreApplication::translate("WhisperRecognizer", "音声認識の準備ができていません。"));
+    std::vector<float> open;
+    size_t decodedUpTo = 0;
+    size_t vadUpTo = 0;
+    bool heardSpeech = false;
+    size_t pauseStart = 0;
+    int pauseLength = 0;
+    const size_t paceSamples = size_t(options.pace * sampleRate);
+
+    auto emitFinal = [&](size_t end) -> std::expected<void, QString> {
+        std::vector<float> segment(open.begin(), open.begin() + std::ptrdiff_t(end));
+        open.erase(open.begin(), open.begin() + std::ptrdiff_t(end));
+        decodedUpTo = 0;
+        vadUpTo = vadUpTo > end ? vadUpTo - end : 0;
+        heardSpeech = false;
+        pauseLength = 0;
+        if (voice)
+            voice->reset();
+        if (segment.empty())
+            return {};
+        std::expected<QString, QString> text = decode(segment);
+        if (!text)
+            return std::unexpected(text.error());
+        if (!isCancelled)
+            onResult(Result {*text, true});
+        return {};
+    };
+
+    for (;;) {
+        bool isLast = false;
+        {
+            std::unique_lock guard(mutex);
+            arrived.wait_for(guard, std::chrono::milliseconds(int(options.pace * 1000)), [&] {
+                return isCancelled || isInputFinished || open.size() + incoming.size() >= decodedUpTo + paceSamples;
+            });
+            if (isCancelled)
+                return {};
+            open.insert(open.end(), incoming.begin(), incoming.end());
+            incoming.clear();
+            isLast = isInputFinished;
+        }
+
+        // Follow speech and pauses window by window over the new audio.
+        if (voice) {
+            while (vadUpTo + vadWindow <= open.size()) {
+                const std::vector<float> probabilities = voice->probabilities(open.data() + vadUpTo, vadWindow);
+                const bool isSpeech = !probabilities.empty() && probabilities.front() >= speechThreshold;
+                if (isSpeech) {
+                    heardSpeech = true;
+                    pauseLength = 0;
+                } else if (heardSpeech) {
+                    if (pauseLength == 0)
+                        pauseStart = vadUpTo;
+                    pauseLength += vadWindow;
+                }
+                vadUpTo += vadWindow;
+                if (heardSpeech && pauseLength >= pauseSamples) {
+                    if (std::expected<void, QString> closed = emitFinal(pauseStart + vadWindow); !closed)
+                        return closed;
+                    if (isCancelled)
+                        return {};
+                }
+            }
+        }
+        if (open.size() >= longestSegment) {
+            if (std::expected<void, QString> closed = emitFinal(open.size()); !closed)
+                return closed;
+        }
+        if (isLast) {
+            // Without a VAD every bit of audio may hold speech; with one, only heard speech counts.
+            const bool hasSpeech = !voice || heardSpeech;
+            std::expected<void, QString> closed = hasSpeech ? emitFinal(open.size()) : std::expected<void, QString> {};
+            return closed;
+        }
+        const bool worthDecoding = !voice || heardSpeech;
+        if (worthDecoding && open.size() >= decodedUpTo + paceSamples) {
+            decodedUpTo = open.size();
+            std::expected<QString, QString> text = decode(open);
+            if (!text)
+                return std::unexpected(text.error());
+            if (isCancelled)
+                return {};
+            onResult(Result {*text, false});
+        }
+    }
+}

@@ -1,0 +1,104 @@
+#pragma once
+
+#include "platform/SpeechRecognizer.h"
+
+#include <QString>
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+struct whisper_context;
+struct whisper_vad_context;
+
+// A whisper.cpp model file loaded once and shared by every session that uses it (each session has
+// its own decoding state).
+class WhisperModel
+{
+public:
+    // The same loaded model for the same file while anyone holds it; an error for a file that is
+    // missing, truncated or not a whisper model.
+    static std::expected<std::shared_ptr<WhisperModel>, QString> load(const QString &fileName);
+    ~WhisperModel();
+    WhisperModel(const WhisperModel &) = delete;
+    WhisperModel &operator=(const WhisperModel &) = delete;
+
+    whisper_context *context() const { return loaded; }
+
+private:
+    explicit WhisperModel(whisper_context *loaded)
+        : loaded(loaded)
+    { }
+    whisper_context *loaded;
+};
+
+// Voice activity with whisper.cpp's Silero VAD: the speech segments of 16 kHz mono audio.
+class VoiceActivity
+{
+public:
+    struct Segment {
+        double start;
+        double end;
+    };
+
+    static std::expected<std::unique_ptr<VoiceActivity>, QString> load(const QString &fileName);
+    ~VoiceActivity();
+
+    std::vector<Segment> segments(const std::vector<float> &samples);
+    // Speech probability per 512-sample window of `samples`, keeping the detector's state between calls.
+    std::vector<float> probabilities(const float *samples, int count);
+    void reset();
+
+private:
+    explicit VoiceActivity(whisper_vad_context *context)
+        : context(context)
+    { }
+    whisper_vad_context *context;
+};
+
+// Recognition with a whisper.cpp model on 16 kHz mono audio, on the thread that calls run(). The
+// open segment (everything since the last final result) is decoded again each time `pace` of new
+// audio has come in (a volatile result); when the VAD hears a pause after speech, the segment up to
+// the pause is decoded once more and given as a final result; at the end of input the rest is.
+// Each decode encodes only the segment's own length (audio_ctx cut to it), not 30 s. Cancelling
+// stops a decode within a few milliseconds.
+class WhisperRecognizer final : public SpeechRecognizer
+{
+public:
+    struct Options {
+        QString modelFile;
+        QString vadModelFile;
+        QString language; // "ja" or "en"
+        double pace = 1.0; // seconds of new audio between volatile decodes
+        int threads = 0; // 0: up to 4, as the machine has
+    };
+
+    explicit WhisperRecognizer(Options options);
+    ~WhisperRecognizer() override;
+
+    std::expected<void, QString> prepare(const QStringList &contextualStrings) override;
+    std::optional<AudioFormat> bestAudioFormat(const AudioFormat &hardware) const override;
+    void append(const AudioBuffer &buffer) override;
+    void finishInput() override;
+    void cancel() override;
+    std::expected<void, QString> run(const std::function<void(const Result &)> &onResult) override;
+
+    static constexpr int sampleRate = 16000;
+
+private:
+    std::expected<QString, QString> decode(const std::vector<float> &samples);
+
+    Options options;
+    std::shared_ptr<WhisperModel> model;
+    std::unique_ptr<VoiceActivity> voice;
+    QByteArray initialPrompt;
+    QByteArray language;
+
+    std::mutex mutex;
+    std::condition_variable arrived;
+    std::vector<float> incoming;
+    bool isInputFinished = false;
+    std::atomic<bool> isCancelled {false};
+};
