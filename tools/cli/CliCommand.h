@@ -48,4 +48,5 @@ int runCleanCommand(const QStringList &arguments);
 int runMergeCommand(const QStringList &arguments);
 int runPromptCommand(const QStringList &arguments);
 int runSettingsCommand(const QStringList &arguments);
+int runTranscribeCommand(const QStringList &arguments);
 int runValidateCommand(const QStringList &arguments);

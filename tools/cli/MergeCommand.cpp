@@ -27,7 +27,7 @@ std::optional<Texts> rawAndPolished(const Cli::Options &options)
     const std::optional<QByteArray> polished = raw ? Cli::readInput(*polishedPath) : std::nullopt;
     if (!raw || !polished)
         return std::nullopt;
-    return Texts {Cli::text(*raw), Cli::text(*polished)};
+    return Texts{Cli::text(*raw), Cli::text(*polished)};
 }
 
 std::unique_ptr<MecabTokenizer> loadedTokenizer()

@@ -14,7 +14,7 @@ std::optional<DeepContext> contextFrom(const QByteArray &bytes)
         return std::nullopt;
     const QJsonObject object = document.object();
     auto field = [&](const char *name) { return object.value(QLatin1StringView(name)).toString(); };
-    return DeepContext {field("applicationName"), field("windowTitle"), field("selectedText"), field("focusedText")};
+    return DeepContext{field("applicationName"), field("windowTitle"), field("selectedText"), field("focusedText")};
 }
 
 } // namespace

@@ -7,16 +7,18 @@
 
 namespace {
 
-constexpr std::array commands {
-    CliCommand {
+constexpr std::array commands{
+    CliCommand{
         "clean", "clean --language ja_JP|en_US [--spoken-punctuation] [--dictionary FILE] < text", runCleanCommand},
-    CliCommand {"merge", "merge --raw FILE --polished FILE", runMergeCommand},
-    CliCommand {"validate", "validate --language ja_JP|en_US --raw FILE --polished FILE", runValidateCommand},
-    CliCommand {"prompt",
+    CliCommand{"merge", "merge --raw FILE --polished FILE", runMergeCommand},
+    CliCommand{"validate", "validate --language ja_JP|en_US --raw FILE --polished FILE", runValidateCommand},
+    CliCommand{"prompt",
         "prompt --language ja_JP|en_US [--settings FILE] [--bundle-id ID] [--context FILE] [--limit N] "
         "[--utterance < text]",
         runPromptCommand},
-    CliCommand {"settings", "settings < stored.json", runSettingsCommand},
+    CliCommand{"settings", "settings < stored.json", runSettingsCommand},
+    CliCommand{"transcribe", "transcribe FILE.wav --model PATH [--vad PATH] [--language ja_JP|en_US] [--fast]",
+        runTranscribeCommand},
 };
 
 int printUsage(QTextStream &stream)

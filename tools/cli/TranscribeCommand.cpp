@@ -1,0 +1,110 @@
+#include "CliCommand.h"
+
+#include "FileAudioEngine.h"
+#include "platform/SystemClock.h"
+#include "platform/linux/SoxrConverter.h"
+#include "platform/linux/WhisperRecognizer.h"
+#include "speech/SpeechService.h"
+#include "speech/WavFile.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTextStream>
+
+#include <thread>
+
+namespace {
+
+// Models given on the command line: present or not, nothing to install.
+class GivenModels final : public SpeechModels, public SpeechRecognizerFactory
+{
+public:
+    GivenModels(QString model, QString vad)
+        : model(std::move(model))
+        , vad(std::move(vad))
+    { }
+    std::expected<void, QString> ensureInstalled(const QString &) override
+    {
+        if (!QFile::exists(model))
+            return std::unexpected(QStringLiteral("no model at %1").arg(model));
+        return {};
+    }
+    std::unique_ptr<SpeechRecognizer> make(const QString &locale) override
+    {
+        return std::make_unique<WhisperRecognizer>(WhisperRecognizer::Options{model, vad, locale.left(2), 1.0, 0});
+    }
+
+private:
+    QString model;
+    QString vad;
+};
+
+} // namespace
+
+// transcribe: a WAV file through the speech service as if it came from the microphone.
+int runTranscribeCommand(const QStringList &arguments)
+{
+    QStringList rest = arguments;
+    if (rest.isEmpty() || rest.first().startsWith(u"--"))
+        return Cli::usageError(QStringLiteral("transcribe needs a WAV file"));
+    const QString file = rest.takeFirst();
+    const auto options = Cli::parse(
+        rest, {QStringLiteral("language"), QStringLiteral("model"), QStringLiteral("vad")}, {QStringLiteral("fast")});
+    if (!options)
+        return 2;
+    const QString locale = options->value("language").value_or(QStringLiteral("en_US"));
+    if (!RecognitionLanguage::fromRawValue(locale))
+        return Cli::usageError(QStringLiteral("unknown language '%1' (ja_JP or en_US)").arg(locale));
+    const std::optional<QString> model = options->value("model");
+    if (!model)
+        return Cli::usageError(QStringLiteral("--model PATH is required until models can be installed"));
+
+    std::expected<AudioBuffer, QString> audio = WavFile::read(file);
+    if (!audio)
+        return Cli::usageError(audio.error());
+    if (audio->frameLength() == 0)
+        return Cli::usageError(QStringLiteral("%1 holds no audio").arg(file));
+    const double seconds = double(audio->frameLength()) / audio->format.sampleRate;
+
+    FileAudioEngine engine(std::move(*audio), !options->has("fast"));
+    SoxrConverterFactory converters;
+    GivenModels models(*model, options->value("vad").value_or(QString()));
+    SystemClock clock;
+    SpeechService service(SpeechService::Environment{engine, converters, models, models, clock});
+    QTextStream errors(stderr);
+    service.onPartialText = [&](const QString &text) { errors << "… " << text << Qt::endl; };
+
+    int status = 0;
+    QString transcript;
+    QElapsedTimer timer;
+    qint64 endOfInput = 0;
+    std::thread session([&] {
+        timer.start();
+        if (std::expected<void, SpeechServiceError> started = service.startCapture(); !started) {
+            errors << started.error().description() << Qt::endl;
+            status = 3;
+        } else if (std::expected<void, SpeechServiceError> prepared = service.prepareAnalyzer(locale, {}); !prepared) {
+            errors << prepared.error().description() << Qt::endl;
+            status = 3;
+        } else {
+            engine.waitUntilPlayed();
+            endOfInput = timer.elapsed();
+            std::expected<QString, SpeechServiceError> text = service.finish();
+            if (text)
+                transcript = *text;
+            else
+                errors << text.error().description() << Qt::endl, status = 3;
+        }
+        QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    });
+    QCoreApplication::exec();
+    session.join();
+    if (status != 0)
+        return status;
+    const qint64 total = timer.elapsed();
+    Cli::writeStandardOutput(transcript.trimmed().toUtf8());
+    errors << "\naudio " << seconds << " s, end of input to text " << (total - endOfInput) << " ms, real-time factor "
+           << QString::number(double(total) / 1000.0 / seconds, 'f', 3) << Qt::endl;
+    return 0;
+}
