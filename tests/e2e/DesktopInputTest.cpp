@@ -138,7 +138,7 @@ protected:
     QtClipboardPasteboard pasteboard;
     XTestKeystroke keystroke;
     SystemClock clock;
-    PasteService::Environment environment {tree, access, pasteboard, keystroke, clock};
+    PasteService::Environment environment{tree, access, pasteboard, keystroke, clock};
 
     void SetUp() override
     {

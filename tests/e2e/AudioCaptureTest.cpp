@@ -1,0 +1,110 @@
+#include "platform/SystemClock.h"
+#include "platform/linux/PulseAudioEngine.h"
+#include "platform/linux/SoxrConverter.h"
+#include "speech/SpeechService.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+// These tests run inside tests/e2e/with-audio: a private PulseAudio server whose default source
+// hears what is played into the null sink "mic_feed".
+namespace {
+
+const QString recording = QStringLiteral(SORAWEN_TESTDATA "/jfk-en.wav");
+
+template<typename Predicate>
+bool waitFor(Predicate done, int milliseconds)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > milliseconds)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+}
+
+// Nothing to recognise here: the session is never prepared.
+class NoRecognition final : public SpeechRecognizerFactory, public SpeechModels
+{
+public:
+    std::unique_ptr<SpeechRecognizer> make(const QString &) override { return nullptr; }
+    std::expected<void, QString> ensureInstalled(const QString &) override { return {}; }
+};
+
+class AudioCapture : public ::testing::Test
+{
+protected:
+    PulseAudioEngine engine;
+    SoxrConverterFactory converters;
+    NoRecognition recognition;
+    SystemClock clock;
+    SpeechService service{SpeechService::Environment{engine, converters, recognition, recognition, clock}};
+    std::atomic<int> streamedFrames{0};
+    double loudest = 0;
+    int interruptions = 0;
+    QProcess player;
+
+    void SetUp() override
+    {
+        service.onLevel = [this](double level) { loudest = std::max(loudest, level); };
+        service.onInterruption = [this] { ++interruptions; };
+    }
+    void TearDown() override
+    {
+        player.kill();
+        player.waitForFinished();
+    }
+    void play()
+    {
+        player.start(QStringLiteral("paplay"), {QStringLiteral("-d"), QStringLiteral("mic_feed"), recording});
+    }
+};
+
+TEST_F(AudioCapture, TheDefaultSourceIsHeardAndConverted)
+{
+    const AudioFormat format = engine.inputFormat();
+    ASSERT_TRUE(format.isUsable());
+    ASSERT_TRUE(service.startCapture());
+    play();
+    ASSERT_TRUE(service.beginStreaming(
+        AudioFormat{16000, 1}, [this](AudioBuffer buffer) { streamedFrames += int(buffer.frameLength()); }));
+    ASSERT_TRUE(waitFor([&] { return streamedFrames > 16000 * 2 && loudest > 0.3; }, 10000))
+        << streamedFrames << " frames, loudest " << loudest;
+    service.stopInput();
+    EXPECT_FALSE(engine.isRunning());
+}
+
+TEST_F(AudioCapture, AMicrophoneThatDisappearsEndsTheRecording)
+{
+    ASSERT_TRUE(service.startCapture());
+    play();
+    ASSERT_TRUE(waitFor([&] { return loudest > 0.1; }, 10000));
+    auto pactl = [](const char *module) {
+        return QProcess::execute(QStringLiteral("pactl"), {QStringLiteral("unload-module"), QLatin1StringView(module)});
+    };
+    // The server replaces the lost source with its fallback at once: the recording moves over.
+    ASSERT_EQ(pactl("module-null-sink"), 0);
+    waitFor([] { return false; }, 1000);
+    EXPECT_FALSE(service.isStopped());
+    EXPECT_EQ(interruptions, 0);
+    // Now no source is left at all: about three seconds of retries, then the recording ends.
+    ASSERT_EQ(pactl("module-always-sink"), 0);
+    EXPECT_TRUE(waitFor([&] { return interruptions == 1; }, 10000));
+    EXPECT_TRUE(service.isStopped());
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
