@@ -52,11 +52,11 @@ std::expected<void, SpeechServiceError> SpeechService::startCapture()
         std::scoped_lock engineGuard(engineLock);
         const AudioFormat format = engine.inputFormat();
         if (!format.isUsable())
-            return std::unexpected(SpeechServiceError {SpeechServiceError::noInput, {}});
+            return std::unexpected(SpeechServiceError{SpeechServiceError::noInput, {}});
         {
             std::scoped_lock guard(lock);
             if (stopped || tapInstalled)
-                return std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}});
+                return std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}});
             tapInstalled = true;
             installedHere = true;
         }
@@ -67,12 +67,12 @@ std::expected<void, SpeechServiceError> SpeechService::startCapture()
     if (!started) {
         if (installedHere)
             stopInput();
-        return std::unexpected(SpeechServiceError {SpeechServiceError::engineFailed, started.error()});
+        return std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, started.error()});
     }
     if (isStopped()) {
         // A cancel raced the start.
         stopInput();
-        return std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}});
+        return std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}});
     }
     return {};
 }
@@ -186,20 +186,20 @@ std::expected<void, SpeechServiceError> SpeechService::prepareAnalyzer(
     const QString &localeIdentifier, const QStringList &contextualStrings)
 {
     if (std::expected<void, QString> installed = models.ensureInstalled(localeIdentifier); !installed)
-        return std::unexpected(SpeechServiceError {SpeechServiceError::modelInstallationFailed, installed.error()});
+        return std::unexpected(SpeechServiceError{SpeechServiceError::modelInstallationFailed, installed.error()});
     std::unique_ptr<SpeechRecognizer> made = recognizers.make(localeIdentifier);
     if (!made)
-        return std::unexpected(SpeechServiceError {SpeechServiceError::unsupportedFormat, {}});
+        return std::unexpected(SpeechServiceError{SpeechServiceError::unsupportedFormat, {}});
     if (std::expected<void, QString> prepared = made->prepare(contextualStrings); !prepared)
-        return std::unexpected(SpeechServiceError {SpeechServiceError::engineFailed, prepared.error()});
+        return std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, prepared.error()});
     if (isStopped())
-        return std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}});
+        return std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}});
     const AudioFormat hardware = engine.inputFormat();
     if (!hardware.isUsable())
-        return std::unexpected(SpeechServiceError {SpeechServiceError::noInput, {}});
+        return std::unexpected(SpeechServiceError{SpeechServiceError::noInput, {}});
     const std::optional<AudioFormat> format = made->bestAudioFormat(hardware);
     if (!format)
-        return std::unexpected(SpeechServiceError {SpeechServiceError::unsupportedFormat, {}});
+        return std::unexpected(SpeechServiceError{SpeechServiceError::unsupportedFormat, {}});
 
     SpeechRecognizer *session = made.get();
     std::shared_future<std::expected<QString, QString>> running = std::async(std::launch::async, [this, session] {
@@ -233,11 +233,11 @@ std::expected<void, SpeechServiceError> SpeechService::prepareAnalyzer(
     if (!isPublished) {
         session->cancel();
         running.wait();
-        return std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}});
+        return std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}});
     }
     if (!beginStreaming(*format, [session](AudioBuffer buffer) { session->append(buffer); })) {
         session->cancel();
-        return std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}});
+        return std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}});
     }
     return {};
 }
@@ -257,7 +257,7 @@ std::expected<QString, SpeechServiceError> SpeechService::finish()
     session->finishInput();
     const std::expected<QString, QString> &text = running.get();
     if (!text)
-        return std::unexpected(SpeechServiceError {SpeechServiceError::engineFailed, text.error()});
+        return std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, text.error()});
     return *text;
 }
 

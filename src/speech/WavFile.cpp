@@ -52,7 +52,7 @@ std::expected<AudioBuffer, QString> decode(const QByteArray &bytes)
                         .arg(formatTag));
             const int width = bits / 8;
             const qsizetype count = available / width / channels * channels;
-            AudioBuffer buffer {AudioFormat {double(rate), int(channels)}, std::vector<float>(size_t(count))};
+            AudioBuffer buffer{AudioFormat{double(rate), int(channels)}, std::vector<float>(size_t(count))};
             const uchar *sample = data + body;
             for (qsizetype i = 0; i < count; ++i, sample += width) {
                 float value = 0;

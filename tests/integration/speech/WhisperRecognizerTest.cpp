@@ -33,13 +33,13 @@ AudioBuffer jfk()
 {
     std::expected<AudioBuffer, QString> audio = WavFile::read(testFile("jfk-en.wav"));
     EXPECT_TRUE(audio) << audio.error().toStdString();
-    return audio.value_or(AudioBuffer {});
+    return audio.value_or(AudioBuffer{});
 }
 
 TEST_F(WithTestData, WavFilesAreReadOrRefused)
 {
     const AudioBuffer audio = jfk();
-    EXPECT_EQ(audio.format, (AudioFormat {16000, 1}));
+    EXPECT_EQ(audio.format, (AudioFormat{16000, 1}));
     EXPECT_NEAR(double(audio.frameLength()) / 16000.0, 11.0, 0.01);
 
     EXPECT_FALSE(WavFile::decode(QByteArray()));
@@ -54,7 +54,7 @@ TEST_F(WithTestData, SileroFindsTheFourPhrasesOfTheRecording)
         = VoiceActivity::load(testFile("silero-vad-v6.2.0.bin"));
     ASSERT_TRUE(voice) << voice.error().toStdString();
     const std::vector<VoiceActivity::Segment> segments = (*voice)->segments(jfk().samples);
-    const std::vector<VoiceActivity::Segment> expected {{0.32, 2.27}, {3.27, 4.41}, {5.38, 7.68}, {8.16, 10.62}};
+    const std::vector<VoiceActivity::Segment> expected{{0.32, 2.27}, {3.27, 4.41}, {5.38, 7.68}, {8.16, 10.62}};
     ASSERT_EQ(segments.size(), expected.size());
     for (size_t i = 0; i < expected.size(); ++i) {
         SCOPED_TRACE(i);
@@ -72,15 +72,15 @@ TEST_F(WithTestData, TheRealEngineRunsThroughARecording)
 {
     WhisperRecognizer recognizer(tinyOptions());
     ASSERT_TRUE(recognizer.prepare({QStringLiteral("Sorawen")}));
-    EXPECT_EQ(recognizer.bestAudioFormat(AudioFormat {48000, 2}), (AudioFormat {16000, 1}));
-    EXPECT_EQ(recognizer.bestAudioFormat(AudioFormat {0, 0}), std::nullopt);
+    EXPECT_EQ(recognizer.bestAudioFormat(AudioFormat{48000, 2}), (AudioFormat{16000, 1}));
+    EXPECT_EQ(recognizer.bestAudioFormat(AudioFormat{0, 0}), std::nullopt);
     std::vector<SpeechRecognizer::Result> results;
     std::future<std::expected<void, QString>> running = std::async(
         std::launch::async, [&] { return recognizer.run([&](const auto &result) { results.push_back(result); }); });
     const AudioBuffer audio = jfk();
     for (size_t at = 0; at < audio.samples.size(); at += 1024) {
         const auto end = std::min(audio.samples.size(), at + 1024);
-        recognizer.append(AudioBuffer {
+        recognizer.append(AudioBuffer{
             audio.format, std::vector<float>(audio.samples.begin() + long(at), audio.samples.begin() + long(end))});
     }
     recognizer.finishInput();
@@ -98,8 +98,8 @@ TEST_F(WithTestData, CancellingEndsTheSessionWithoutResults)
     const AudioBuffer audio = jfk();
     recognizer.append(audio);
     recognizer.append(audio);
-    std::atomic<int> afterCancel {0};
-    std::atomic<bool> isCancelled {false};
+    std::atomic<int> afterCancel{0};
+    std::atomic<bool> isCancelled{false};
     std::future<std::expected<void, QString>> running = std::async(std::launch::async, [&] {
         return recognizer.run([&](const auto &) {
             if (isCancelled)
@@ -147,11 +147,11 @@ TEST_F(WithTestData, BadModelFilesAreRefusedWithAReason)
 TEST(SoxrConverter, ResamplesAndMixesDown)
 {
     SoxrConverterFactory factory;
-    std::unique_ptr<AudioConverter> converter = factory.make(AudioFormat {44100, 2}, AudioFormat {16000, 1});
+    std::unique_ptr<AudioConverter> converter = factory.make(AudioFormat{44100, 2}, AudioFormat{16000, 1});
     ASSERT_TRUE(converter);
     qint64 produced = 0;
     for (int i = 0; i < 100; ++i) {
-        AudioBuffer input {AudioFormat {44100, 2}, std::vector<float>(2048, 0.25F)};
+        AudioBuffer input{AudioFormat{44100, 2}, std::vector<float>(2048, 0.25F)};
         std::optional<AudioBuffer> output = converter->convert(input, 373);
         ASSERT_TRUE(output);
         EXPECT_LE(output->frameLength(), 373);
@@ -159,8 +159,8 @@ TEST(SoxrConverter, ResamplesAndMixesDown)
     }
     // 102,400 frames at 44.1 kHz are 37,152 at 16 kHz; the filter holds back its delay (tens of ms).
     EXPECT_NEAR(double(produced), 37152.0, 37152.0 * 0.03);
-    EXPECT_FALSE(converter->convert(AudioBuffer {AudioFormat {48000, 1}, std::vector<float>(10)}, 10));
-    EXPECT_EQ(factory.make(AudioFormat {0, 0}, AudioFormat {16000, 1}), nullptr);
+    EXPECT_FALSE(converter->convert(AudioBuffer{AudioFormat{48000, 1}, std::vector<float>(10)}, 10));
+    EXPECT_EQ(factory.make(AudioFormat{0, 0}, AudioFormat{16000, 1}), nullptr);
 }
 
 } // namespace

@@ -13,9 +13,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const AudioFormat mic48k {48000, 1};
-const AudioFormat mic44k {44100, 2};
-const AudioFormat recognizer {16000, 1};
+const AudioFormat mic48k{48000, 1};
+const AudioFormat mic44k{44100, 2};
+const AudioFormat recognizer{16000, 1};
 
 // A microphone the test controls: its format, whether it starts, and the buffers it delivers.
 class SimulatedEngine final : public AudioEngine
@@ -94,7 +94,7 @@ public:
             std::optional<AudioBuffer> convert(const AudioBuffer &input, qint64 capacityFrames) override
             {
                 owner.capacities.push_back(capacityFrames);
-                return AudioBuffer {to, {input.samples.empty() ? 0.0F : input.samples.front()}};
+                return AudioBuffer{to, {input.samples.empty() ? 0.0F : input.samples.front()}};
             }
 
         private:
@@ -205,7 +205,7 @@ public:
 
 AudioBuffer buffer(const AudioFormat &format, qint64 frames, float value)
 {
-    return AudioBuffer {format, std::vector<float>(size_t(frames * format.channelCount), value)};
+    return AudioBuffer{format, std::vector<float>(size_t(frames * format.channelCount), value)};
 }
 
 struct Fixture {
@@ -213,7 +213,7 @@ struct Fixture {
     TaggingConverters converters;
     ScriptedRecognizers recognizers;
     ManualClock clock;
-    SpeechService service {SpeechService::Environment {engine, converters, recognizers, recognizers, clock}};
+    SpeechService service{SpeechService::Environment{engine, converters, recognizers, recognizers, clock}};
     std::vector<float> streamed;
     std::vector<double> levels;
     std::vector<QString> partials;
@@ -253,7 +253,7 @@ TEST(SpeechServiceCapture, Level)
         AudioBuffer input;
         double expected;
     };
-    AudioBuffer stereo {AudioFormat {48000, 2}, {}};
+    AudioBuffer stereo{AudioFormat{48000, 2}, {}};
     for (int i = 0; i < 1024; ++i)
         stereo.samples.insert(stereo.samples.end(), {0.05F, 0.9F});
     const Case cases[] = {
@@ -268,7 +268,7 @@ TEST(SpeechServiceCapture, Level)
         // Summed in single precision.
         EXPECT_NEAR(SpeechService::level(c.input), c.expected, 1e-5);
     }
-    EXPECT_EQ(SpeechService::outputCapacity(AudioFormat {44100, 1}, recognizer, 1024), 373);
+    EXPECT_EQ(SpeechService::outputCapacity(AudioFormat{44100, 1}, recognizer, 1024), 373);
     EXPECT_EQ(SpeechService::outputCapacity(mic48k, recognizer, 1024), 343);
 }
 
@@ -310,32 +310,32 @@ TEST(SpeechServiceCapture, ConverterIsReusedUntilTheFormatChanges)
     EXPECT_EQ(f.converters.made, 1);
     f.engine.deliver(buffer(mic44k, 1024, 3));
     EXPECT_EQ(f.converters.made, 2);
-    EXPECT_EQ(f.converters.capacities, (std::vector<qint64> {343, 343, 373}));
-    EXPECT_EQ(f.streamed, (std::vector<float> {1, 2, 3}));
+    EXPECT_EQ(f.converters.capacities, (std::vector<qint64>{343, 343, 373}));
+    EXPECT_EQ(f.streamed, (std::vector<float>{1, 2, 3}));
 }
 
 TEST(SpeechServiceCapture, StartFailures)
 {
     {
         Fixture f;
-        f.engine.format = AudioFormat {0, 0};
-        EXPECT_EQ(f.service.startCapture(), std::unexpected(SpeechServiceError {SpeechServiceError::noInput, {}}));
+        f.engine.format = AudioFormat{0, 0};
+        EXPECT_EQ(f.service.startCapture(), std::unexpected(SpeechServiceError{SpeechServiceError::noInput, {}}));
     }
     {
         Fixture f;
         ASSERT_TRUE(f.service.startCapture());
-        EXPECT_EQ(f.service.startCapture(), std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}}));
+        EXPECT_EQ(f.service.startCapture(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
     }
     {
         Fixture f;
         f.service.stopInput();
-        EXPECT_EQ(f.service.startCapture(), std::unexpected(SpeechServiceError {SpeechServiceError::cancelled, {}}));
+        EXPECT_EQ(f.service.startCapture(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
     }
     {
         Fixture f;
         f.engine.failingStarts = 1;
         EXPECT_EQ(f.service.startCapture(),
-            std::unexpected(SpeechServiceError {SpeechServiceError::engineFailed, QStringLiteral("device busy")}));
+            std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, QStringLiteral("device busy")}));
         EXPECT_TRUE(f.service.isStopped());
         EXPECT_FALSE(f.engine.tapFormat);
     }
@@ -381,7 +381,7 @@ TEST(SpeechServiceCapture, DeviceChanges)
             9, 1, std::nullopt},
         {"input comes back within the retries",
             [](Fixture &f) {
-                f.change(AudioFormat {0, 0});
+                f.change(AudioFormat{0, 0});
                 f.advanceRetries(30);
                 f.engine.format = mic44k;
                 f.advanceRetries(1);
@@ -389,7 +389,7 @@ TEST(SpeechServiceCapture, DeviceChanges)
             2, 0, mic44k},
         {"no input for 60 retries gives up",
             [](Fixture &f) {
-                f.change(AudioFormat {0, 0});
+                f.change(AudioFormat{0, 0});
                 f.advanceRetries(60);
             },
             1, 1, std::nullopt},
@@ -442,7 +442,7 @@ TEST(SpeechServiceRecognition, AssemblesTheTranscript)
         Fixture f;
         ASSERT_TRUE(f.service.startCapture());
         ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("ja_JP"), {QStringLiteral("Sorawen")}));
-        EXPECT_EQ(f.recognizers.last->contextualStrings, QStringList {QStringLiteral("Sorawen")});
+        EXPECT_EQ(f.recognizers.last->contextualStrings, QStringList{QStringLiteral("Sorawen")});
         f.recognizers.last->say(c.results);
         EXPECT_EQ(f.service.finish(), c.transcript);
         QCoreApplication::processEvents();
@@ -460,10 +460,10 @@ TEST(SpeechServiceRecognition, AudioFromBeforePreparationGoesFirst)
     ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("en_US"), {}));
     f.engine.deliver(buffer(mic48k, 1024, 3));
     ScriptedRecognizer *recognizer = f.recognizers.last;
-    EXPECT_EQ(recognizer->heardSoFar(), (std::vector<float> {1, 2, 3}));
+    EXPECT_EQ(recognizer->heardSoFar(), (std::vector<float>{1, 2, 3}));
     EXPECT_EQ(f.service.finish(), QString());
     f.engine.deliver(buffer(mic48k, 1024, 4));
-    EXPECT_EQ(recognizer->heardSoFar(), (std::vector<float> {1, 2, 3}));
+    EXPECT_EQ(recognizer->heardSoFar(), (std::vector<float>{1, 2, 3}));
 }
 
 TEST(SpeechServiceRecognition, Failures)
@@ -479,7 +479,7 @@ TEST(SpeechServiceRecognition, Failures)
             {SpeechServiceError::modelInstallationFailed, QStringLiteral("The network connection was lost.")}},
         {"no input",
             [](Fixture &f) {
-                f.engine.format = AudioFormat {0, 0};
+                f.engine.format = AudioFormat{0, 0};
             },
             {SpeechServiceError::noInput, {}}},
         {"no usable format", [](Fixture &f) { f.recognizers.hasFormat = false; },
@@ -506,19 +506,19 @@ TEST(SpeechServiceRecognition, Failures)
     ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("ja_JP"), {}));
     f.recognizers.last->failure = QStringLiteral("decoder crashed");
     EXPECT_EQ(f.service.finish(),
-        std::unexpected(SpeechServiceError {SpeechServiceError::engineFailed, QStringLiteral("decoder crashed")}));
+        std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, QStringLiteral("decoder crashed")}));
 }
 
 TEST(SpeechServiceError, Messages)
 {
-    EXPECT_EQ((SpeechServiceError {
+    EXPECT_EQ((SpeechServiceError{
                    SpeechServiceError::modelInstallationFailed, QStringLiteral("The network connection was lost.")})
                   .description(),
         QStringLiteral(
             "音声認識モデルを導入できませんでした。ネット接続を確認してください。\nThe network connection was lost."));
-    EXPECT_EQ((SpeechServiceError {SpeechServiceError::noInput, {}}).description(),
+    EXPECT_EQ((SpeechServiceError{SpeechServiceError::noInput, {}}).description(),
         QStringLiteral("利用できるマイクがありません。"));
-    EXPECT_EQ((SpeechServiceError {SpeechServiceError::unsupportedFormat, {}}).description(),
+    EXPECT_EQ((SpeechServiceError{SpeechServiceError::unsupportedFormat, {}}).description(),
         QStringLiteral("音声認識で使える音声形式がありません。"));
 }
 

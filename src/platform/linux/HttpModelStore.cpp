@@ -1,0 +1,141 @@
+#include "platform/linux/HttpModelStore.h"
+
+#include "platform/XdgPaths.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFile>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+
+namespace {
+
+constexpr int transferTimeout = 30'000;
+
+bool hasChecksum(const QString &path, const ModelFile &file)
+{
+    QFile content(path);
+    if (!content.open(QIODevice::ReadOnly))
+        return false;
+    QCryptographicHash hash(file.algorithm);
+    if (!hash.addData(&content))
+        return false;
+    return hash.result().toHex() == file.checksum;
+}
+
+QString failure(const ModelFile &file, const QString &reason)
+{
+    return QCoreApplication::translate("HttpModelStore", "%1 をダウンロードできませんでした: %2")
+        .arg(file.name, reason);
+}
+
+} // namespace
+
+HttpModelStore::HttpModelStore(QString folder)
+    : folder(std::move(folder))
+{ }
+
+QString HttpModelStore::defaultFolder()
+{
+    return XdgPaths::dataHome() + QStringLiteral("/Ripplet/models");
+}
+
+QString HttpModelStore::pathOf(const ModelFile &file) const
+{
+    return folder + QLatin1Char('/') + file.name;
+}
+
+std::expected<std::vector<ModelFile>, QString> HttpModelStore::missingFiles(const std::vector<ModelFile> &files)
+{
+    std::vector<ModelFile> missing;
+    for (const ModelFile &file : files) {
+        if (!hasChecksum(pathOf(file), file))
+            missing.push_back(file);
+    }
+    return missing;
+}
+
+std::expected<void, QString> HttpModelStore::download(
+    const ModelFile &file, const std::function<void(double)> &progress)
+{
+    if (!XdgPaths::makePrivateFolder(folder))
+        return std::unexpected(
+            failure(file, QCoreApplication::translate("HttpModelStore", "%1 を作れません").arg(folder)));
+    const QString partPath = pathOf(file) + QStringLiteral(".part");
+    QFile part(partPath);
+    if (!part.open(QIODevice::ReadWrite))
+        return std::unexpected(failure(file, part.errorString()));
+    const qint64 resumeFrom = part.size();
+
+    QNetworkAccessManager network;
+    QNetworkRequest request(QUrl(urlFor ? urlFor(file) : file.url));
+    request.setTransferTimeout(transferTimeout);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
+    if (resumeFrom > 0)
+        request.setRawHeader("Range", "bytes=" + QByteArray::number(resumeFrom) + '-');
+    QNetworkReply *reply = network.get(request);
+
+    QString writeError;
+    bool isStarted = false;
+    qint64 expected = file.approximateBytes;
+    auto begin = [&] {
+        isStarted = true;
+        const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        // A server that ignores the range sends the whole file again.
+        if (status != 206)
+            part.resize(0);
+        part.seek(part.size());
+        const qint64 length = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
+        if (length > 0)
+            expected = part.size() + length;
+    };
+    auto save = [&] {
+        if (reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() >= 300 || !writeError.isEmpty())
+            return;
+        if (!isStarted)
+            begin();
+        const QByteArray chunk = reply->readAll();
+        if (part.write(chunk) != chunk.size()) {
+            writeError = part.errorString();
+            if (reply->isRunning())
+                reply->abort();
+            return;
+        }
+        if (progress && expected > 0)
+            progress(std::min(1.0, double(part.size()) / double(expected)));
+    };
+    QObject::connect(reply, &QNetworkReply::readyRead, save);
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    loop.exec();
+    // What arrived before a broken connection is kept for the next attempt.
+    if (reply->bytesAvailable() > 0)
+        save();
+
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const QNetworkReply::NetworkError networkError = reply->error();
+    const QString networkMessage = reply->errorString();
+    reply->deleteLater();
+    part.flush();
+    part.close();
+    if (!writeError.isEmpty())
+        return std::unexpected(failure(file, writeError));
+    if (status >= 400)
+        return std::unexpected(failure(file, QStringLiteral("HTTP %1").arg(status)));
+    if (networkError != QNetworkReply::NoError)
+        return std::unexpected(failure(file, networkMessage));
+
+    if (!hasChecksum(partPath, file)) {
+        // A complete file with the wrong checksum is useless; start over next time.
+        QFile::remove(partPath);
+        return std::unexpected(
+            failure(file, QCoreApplication::translate("HttpModelStore", "チェックサムが一致しません")));
+    }
+    QFile::remove(pathOf(file));
+    if (!QFile::rename(partPath, pathOf(file)))
+        return std::unexpected(failure(file, QCoreApplication::translate("HttpModelStore", "所定の場所に置けません")));
+    if (progress)
+        progress(1.0);
+    return {};
+}

@@ -1,0 +1,173 @@
+#include "platform/linux/HttpModelStore.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// A small HTTP server on the loopback interface. What it does depends on the path:
+// /file serves the body (honouring a Range request), /cut stops half way the first time it is
+// asked and serves the rest (with Range) the next time, /corrupt serves the body with one byte
+// changed, /error answers 500.
+class LoopbackServer : public QObject
+{
+public:
+    QByteArray body;
+    int requests = 0;
+    QList<QByteArray> ranges;
+
+    explicit LoopbackServer(QByteArray body)
+        : body(std::move(body))
+    {
+        server.listen(QHostAddress::LocalHost);
+        QObject::connect(&server, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket *socket = server.nextPendingConnection())
+                serve(socket);
+        });
+    }
+    QString url(const char *path) const
+    {
+        return QStringLiteral("http://127.0.0.1:%1%2").arg(server.serverPort()).arg(QLatin1StringView(path));
+    }
+
+private:
+    void serve(QTcpSocket *socket)
+    {
+        QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
+            const QByteArray request = socket->readAll();
+            ++requests;
+            const QByteArray path = request.split(' ').value(1);
+            qint64 from = 0;
+            for (const QByteArray &line : request.split('\n')) {
+                if (line.toLower().startsWith("range: bytes=")) {
+                    ranges.append(line.trimmed());
+                    from = line.mid(13).split('-').first().toLongLong();
+                }
+            }
+            QByteArray content = body.mid(from);
+            QByteArray status = from > 0 ? "206 Partial Content" : "200 OK";
+            if (path == "/error") {
+                status = "500 Internal Server Error";
+                content = "broken";
+            } else if (path == "/corrupt") {
+                content[content.size() / 2] = char(content[content.size() / 2] ^ 0x5a);
+            }
+            const bool cuts = path == "/cut" && from == 0;
+            socket->write("HTTP/1.1 " + status + "\r\nContent-Length: " + QByteArray::number(content.size())
+                + "\r\nConnection: close\r\n\r\n");
+            socket->write(cuts ? content.left(content.size() / 2) : content);
+            socket->flush();
+            socket->disconnectFromHost();
+        });
+    }
+
+    QTcpServer server;
+};
+
+ModelFile fileFor(const QByteArray &body, const char *name = "model.bin")
+{
+    return ModelFile{QLatin1StringView(name), QString(), body.size(), QCryptographicHash::Sha1,
+        QCryptographicHash::hash(body, QCryptographicHash::Sha1).toHex()};
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+struct Fixture {
+    QTemporaryDir folder;
+    QByteArray body = QByteArray("ggml model bytes ").repeated(20000);
+    LoopbackServer server{body};
+    HttpModelStore store{folder.filePath(QStringLiteral("models"))};
+    std::vector<double> progress;
+
+    std::expected<void, QString> download(const ModelFile &file, const char *path)
+    {
+        store.setUrlOverride([this, path](const ModelFile &) { return server.url(path); });
+        return store.download(file, [this](double fraction) { progress.push_back(fraction); });
+    }
+};
+
+TEST(HttpModelStore, DownloadsVerifiesAndPlacesTheFile)
+{
+    Fixture f;
+    const ModelFile file = fileFor(f.body);
+    EXPECT_EQ(f.store.missingFiles({file}).value().size(), 1u);
+    ASSERT_TRUE(f.download(file, "/file"));
+    EXPECT_EQ(contentOf(f.store.pathOf(file)), f.body);
+    EXPECT_FALSE(QFile::exists(f.store.pathOf(file) + QStringLiteral(".part")));
+    EXPECT_TRUE(f.store.missingFiles({file}).value().empty());
+    ASSERT_FALSE(f.progress.empty());
+    EXPECT_TRUE(std::is_sorted(f.progress.begin(), f.progress.end()));
+    EXPECT_EQ(f.progress.back(), 1.0);
+}
+
+TEST(HttpModelStore, AnInterruptedDownloadResumes)
+{
+    Fixture f;
+    const ModelFile file = fileFor(f.body);
+    EXPECT_FALSE(f.download(file, "/cut"));
+    // Half of it waits aside; nothing is in place.
+    EXPECT_EQ(contentOf(f.store.pathOf(file) + QStringLiteral(".part")).size(), f.body.size() / 2);
+    EXPECT_FALSE(QFile::exists(f.store.pathOf(file)));
+    ASSERT_TRUE(f.download(file, "/cut"));
+    EXPECT_EQ(f.server.ranges, QList<QByteArray>{"Range: bytes=" + QByteArray::number(f.body.size() / 2) + '-'});
+    EXPECT_EQ(contentOf(f.store.pathOf(file)), f.body);
+}
+
+TEST(HttpModelStore, FailuresNeverLeaveAFileInPlace)
+{
+    struct Case {
+        const char *name;
+        const char *path;
+        const char *reason;
+    };
+    const Case cases[] = {
+        {"corrupt", "/corrupt", "チェックサムが一致しません"},
+        {"server error", "/error", "HTTP 500"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Fixture f;
+        const ModelFile file = fileFor(f.body);
+        const std::expected<void, QString> result = f.download(file, c.path);
+        ASSERT_FALSE(result);
+        EXPECT_TRUE(result.error().startsWith(QStringLiteral("model.bin をダウンロードできませんでした: ")));
+        EXPECT_TRUE(result.error().contains(QString::fromUtf8(c.reason))) << result.error().toStdString();
+        EXPECT_FALSE(QFile::exists(f.store.pathOf(file)));
+        EXPECT_EQ(f.store.missingFiles({file}).value().size(), 1u);
+    }
+
+    // Nothing listens on the port any more: no network.
+    Fixture f;
+    const ModelFile file = fileFor(f.body);
+    QTcpServer closed;
+    closed.listen(QHostAddress::LocalHost);
+    const quint16 port = closed.serverPort();
+    closed.close();
+    f.store.setUrlOverride([port](const ModelFile &) { return QStringLiteral("http://127.0.0.1:%1/file").arg(port); });
+    const std::expected<void, QString> refused = f.store.download(file, {});
+    ASSERT_FALSE(refused);
+    EXPECT_FALSE(QFile::exists(f.store.pathOf(file)));
+}
+
+TEST(HttpModelStore, ADamagedInstalledFileCountsAsMissing)
+{
+    Fixture f;
+    const ModelFile file = fileFor(f.body);
+    ASSERT_TRUE(f.download(file, "/file"));
+    QFile installed(f.store.pathOf(file));
+    ASSERT_TRUE(installed.open(QIODevice::ReadWrite));
+    installed.resize(installed.size() / 2);
+    installed.close();
+    EXPECT_EQ(f.store.missingFiles({file}).value(), std::vector<ModelFile>{file});
+}
+
+} // namespace

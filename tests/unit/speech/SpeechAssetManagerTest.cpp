@@ -1,0 +1,85 @@
+#include "speech/SpeechAssetManager.h"
+#include "platform/SpeechModelStore.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// A store whose files appear once downloaded, and whose downloads fail on demand.
+class FakeStore final : public SpeechModelStore
+{
+public:
+    QSet<QString> present;
+    int checks = 0;
+    QStringList downloads;
+    std::optional<QString> failure;
+
+    std::expected<std::vector<ModelFile>, QString> missingFiles(const std::vector<ModelFile> &files) override
+    {
+        ++checks;
+        std::vector<ModelFile> missing;
+        for (const ModelFile &file : files) {
+            if (!present.contains(file.name))
+                missing.push_back(file);
+        }
+        return missing;
+    }
+    std::expected<void, QString> download(const ModelFile &file, const std::function<void(double)> &progress) override
+    {
+        downloads.append(file.name);
+        if (failure)
+            return std::unexpected(*failure);
+        progress(0.5);
+        progress(1.0);
+        present.insert(file.name);
+        return {};
+    }
+    QString pathOf(const ModelFile &file) const override { return file.name; }
+};
+
+TEST(SpeechAssetManager, InstallsOncePerLanguageAndRun)
+{
+    FakeStore store;
+    SpeechAssetManager manager(store);
+    std::vector<double> progress;
+    manager.onProgress = [&](const QString &, double fraction) { progress.push_back(fraction); };
+
+    ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("ja_JP")));
+    EXPECT_EQ(
+        store.downloads, (QStringList{QStringLiteral("ggml-small.bin"), QStringLiteral("ggml-silero-v6.2.0.bin")}));
+    EXPECT_EQ(progress, (std::vector<double>{0.25, 0.5, 0.75, 1.0}));
+    // Known for this run: the store is not asked again.
+    ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("ja_JP")));
+    EXPECT_EQ(store.checks, 1);
+
+    // English needs its own model; the voice-activity model is already there.
+    ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("en_US")));
+    EXPECT_EQ(store.downloads.last(), QStringLiteral("ggml-base.en.bin"));
+    EXPECT_TRUE(manager.isInstalled(QStringLiteral("ja_JP")));
+    EXPECT_TRUE(manager.isInstalled(QStringLiteral("en_US")));
+}
+
+TEST(SpeechAssetManager, AFailureIsReportedAndTriedAgainNextTime)
+{
+    FakeStore store;
+    store.failure = QStringLiteral("The network connection was lost.");
+    SpeechAssetManager manager(store);
+    EXPECT_EQ(manager.ensureInstalled(QStringLiteral("en_US")),
+        std::unexpected(QStringLiteral("The network connection was lost.")));
+    EXPECT_FALSE(manager.isInstalled(QStringLiteral("en_US")));
+    store.failure.reset();
+    ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("en_US")));
+    EXPECT_EQ(store.checks, 2);
+}
+
+TEST(SpeechAssetManager, NothingToInstallStillRecordsTheLanguage)
+{
+    FakeStore store;
+    store.present = {QStringLiteral("ggml-base.en.bin"), QStringLiteral("ggml-silero-v6.2.0.bin")};
+    SpeechAssetManager manager(store);
+    ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("en_US")));
+    EXPECT_TRUE(store.downloads.isEmpty());
+    EXPECT_TRUE(manager.isInstalled(QStringLiteral("en_US")));
+}
+
+} // namespace
