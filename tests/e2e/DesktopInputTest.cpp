@@ -26,12 +26,12 @@ namespace {
 
 // Pumps the event loop until `done` holds or five seconds pass.
 template<typename Predicate>
-bool waitFor(Predicate done)
+bool waitFor(Predicate done, int milliseconds = 5000)
 {
     QElapsedTimer timer;
     timer.start();
     while (!done()) {
-        if (timer.elapsed() > 5000)
+        if (timer.elapsed() > milliseconds)
             return false;
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     }
@@ -159,7 +159,7 @@ protected:
     {
         QFuture<std::expected<PasteOutcome, PasteError>> future
             = QtConcurrent::run([&] { return PasteService::paste(text, target, 1.0, environment); });
-        waitFor([&] { return future.isFinished(); });
+        waitFor([&] { return future.isFinished(); }, 20000);
         return future.result();
     }
 };

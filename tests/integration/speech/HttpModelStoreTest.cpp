@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 namespace {
 
 // A small HTTP server on the loopback interface. What it does depends on the path:
@@ -38,8 +40,19 @@ public:
 private:
     void serve(QTcpSocket *socket)
     {
-        QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
-            const QByteArray request = socket->readAll();
+        auto request = std::make_shared<QByteArray>();
+        QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket, request] {
+            // A request may come in pieces; answer once its headers are complete.
+            request->append(socket->readAll());
+            if (!request->contains("\r\n\r\n"))
+                return;
+            respond(socket, *request);
+        });
+    }
+
+    void respond(QTcpSocket *socket, const QByteArray &request)
+    {
+        {
             ++requests;
             const QByteArray path = request.split(' ').value(1);
             qint64 from = 0;
@@ -63,7 +76,7 @@ private:
             socket->write(cuts ? content.left(content.size() / 2) : content);
             socket->flush();
             socket->disconnectFromHost();
-        });
+        }
     }
 
     QTcpServer server;
