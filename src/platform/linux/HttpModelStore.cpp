@@ -79,6 +79,8 @@ std::expected<void, QString> HttpModelStore::download(
     QString writeError;
     bool isStarted = false;
     qint64 expected = file.approximateBytes;
+    // The size the server announced; a transfer that ends short of it was cut off.
+    qint64 announced = 0;
     auto begin = [&] {
         isStarted = true;
         const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
@@ -87,8 +89,10 @@ std::expected<void, QString> HttpModelStore::download(
             part.resize(0);
         part.seek(part.size());
         const qint64 length = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
-        if (length > 0)
+        if (length > 0) {
             expected = part.size() + length;
+            announced = expected;
+        }
     };
     auto save = [&] {
         if (reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() >= 300 || !writeError.isEmpty())
@@ -114,6 +118,7 @@ std::expected<void, QString> HttpModelStore::download(
         save();
 
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const qint64 received = part.size();
     const QNetworkReply::NetworkError networkError = reply->error();
     const QString networkMessage = reply->errorString();
     reply->deleteLater();
@@ -125,6 +130,9 @@ std::expected<void, QString> HttpModelStore::download(
         return std::unexpected(failure(file, QStringLiteral("HTTP %1").arg(status)));
     if (networkError != QNetworkReply::NoError)
         return std::unexpected(failure(file, networkMessage));
+    // Some servers just close the connection; what came is kept for the next attempt.
+    if (announced > 0 && received < announced)
+        return std::unexpected(failure(file, QCoreApplication::translate("HttpModelStore", "接続が途中で切れました")));
 
     if (!hasChecksum(partPath, file)) {
         // A complete file with the wrong checksum is useless; start over next time.
