@@ -20,9 +20,10 @@ namespace {
 class GivenModels final : public SpeechModels, public SpeechRecognizerFactory
 {
 public:
-    GivenModels(QString model, QString vad)
+    GivenModels(QString model, QString vad, WhisperRecognizer::Engine engine)
         : model(std::move(model))
         , vad(std::move(vad))
+        , engine(engine)
     { }
     std::expected<void, QString> ensureInstalled(const QString &) override
     {
@@ -32,12 +33,14 @@ public:
     }
     std::unique_ptr<SpeechRecognizer> make(const QString &locale) override
     {
-        return std::make_unique<WhisperRecognizer>(WhisperRecognizer::Options{model, vad, locale.left(2), 1.0, 0});
+        return std::make_unique<WhisperRecognizer>(
+            WhisperRecognizer::Options{model, vad, locale.left(2), 1.0, 0, engine});
     }
 
 private:
     QString model;
     QString vad;
+    WhisperRecognizer::Engine engine;
 };
 
 } // namespace
@@ -49,8 +52,9 @@ int runTranscribeCommand(const QStringList &arguments)
     if (rest.isEmpty() || rest.first().startsWith(u"--"))
         return Cli::usageError(QStringLiteral("transcribe needs a WAV file"));
     const QString file = rest.takeFirst();
-    const auto options = Cli::parse(
-        rest, {QStringLiteral("language"), QStringLiteral("model"), QStringLiteral("vad")}, {QStringLiteral("fast")});
+    const auto options = Cli::parse(rest,
+        {QStringLiteral("language"), QStringLiteral("model"), QStringLiteral("vad"), QStringLiteral("engine")},
+        {QStringLiteral("fast")});
     if (!options)
         return 2;
     const QString locale = options->value("language").value_or(QStringLiteral("en_US"));
@@ -59,6 +63,12 @@ int runTranscribeCommand(const QStringList &arguments)
     const std::optional<QString> model = options->value("model");
     if (!model)
         return Cli::usageError(QStringLiteral("--model PATH is required until models can be installed"));
+
+    const QString engineName = options->value("engine").value_or(QStringLiteral("whisper"));
+    if (engineName != u"whisper" && engineName != u"parakeet")
+        return Cli::usageError(QStringLiteral("unknown engine '%1' (whisper or parakeet)").arg(engineName));
+    const auto engineKind
+        = engineName == u"parakeet" ? WhisperRecognizer::Engine::parakeet : WhisperRecognizer::Engine::whisper;
 
     std::expected<AudioBuffer, QString> audio = WavFile::read(file);
     if (!audio)
@@ -69,7 +79,7 @@ int runTranscribeCommand(const QStringList &arguments)
 
     FileAudioEngine engine(std::move(*audio), !options->has("fast"));
     SoxrConverterFactory converters;
-    GivenModels models(*model, options->value("vad").value_or(QString()));
+    GivenModels models(*model, options->value("vad").value_or(QString()), engineKind);
     SystemClock clock;
     SpeechService service(SpeechService::Environment{engine, converters, models, models, clock});
     QTextStream errors(stderr);

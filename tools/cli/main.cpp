@@ -17,7 +17,8 @@ constexpr std::array commands{
         "[--utterance < text]",
         runPromptCommand},
     CliCommand{"settings", "settings < stored.json", runSettingsCommand},
-    CliCommand{"transcribe", "transcribe FILE.wav --model PATH [--vad PATH] [--language ja_JP|en_US] [--fast]",
+    CliCommand{"transcribe",
+        "transcribe FILE.wav --model PATH [--engine whisper|parakeet] [--vad PATH] [--language ja_JP|en_US] [--fast]",
         runTranscribeCommand},
 };
 

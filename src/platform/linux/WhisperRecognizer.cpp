@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QHash>
 
+#include <parakeet.h>
 #include <whisper.h>
 
 #include <algorithm>
@@ -18,6 +19,7 @@ void silenceEngineLogs()
 {
     static const bool silenced = [] {
         whisper_log_set([](ggml_log_level, const char *, void *) {}, nullptr);
+        parakeet_log_set([](ggml_log_level, const char *, void *) {}, nullptr);
         return true;
     }();
     (void)silenced;
@@ -66,6 +68,35 @@ std::expected<std::shared_ptr<WhisperModel>, QString> WhisperModel::load(const Q
 WhisperModel::~WhisperModel()
 {
     whisper_free(loaded);
+}
+
+std::expected<std::shared_ptr<ParakeetModel>, QString> ParakeetModel::load(const QString &fileName)
+{
+    static std::mutex mutex;
+    static QHash<QString, std::weak_ptr<ParakeetModel>> loaded;
+    std::scoped_lock guard(mutex);
+    if (std::shared_ptr<ParakeetModel> model = loaded.value(fileName).lock())
+        return model;
+    if (!QFile::exists(fileName))
+        return std::unexpected(
+            QCoreApplication::translate("WhisperModel", "音声認識モデルがありません: %1").arg(fileName));
+    silenceEngineLogs();
+    parakeet_context_params parameters = parakeet_context_default_params();
+    parameters.use_gpu = false;
+    parakeet_context *context
+        = parakeet_init_from_file_with_params_no_state(QFile::encodeName(fileName).constData(), parameters);
+    if (context == nullptr)
+        return std::unexpected(QCoreApplication::translate(
+            "WhisperModel", "音声認識モデルを読み込めませんでした（壊れているか形式が違います）: %1")
+                                   .arg(fileName));
+    std::shared_ptr<ParakeetModel> model(new ParakeetModel(context));
+    loaded.insert(fileName, model);
+    return model;
+}
+
+ParakeetModel::~ParakeetModel()
+{
+    parakeet_free(loaded);
 }
 
 std::expected<std::unique_ptr<VoiceActivity>, QString> VoiceActivity::load(const QString &fileName)
@@ -128,10 +159,17 @@ WhisperRecognizer::~WhisperRecognizer() = default;
 
 std::expected<void, QString> WhisperRecognizer::prepare(const QStringList &contextualStrings)
 {
-    std::expected<std::shared_ptr<WhisperModel>, QString> loaded = WhisperModel::load(options.modelFile);
-    if (!loaded)
-        return std::unexpected(loaded.error());
-    model = *loaded;
+    if (options.engine == Engine::parakeet) {
+        std::expected<std::shared_ptr<ParakeetModel>, QString> loaded = ParakeetModel::load(options.modelFile);
+        if (!loaded)
+            return std::unexpected(loaded.error());
+        parakeet = *loaded;
+    } else {
+        std::expected<std::shared_ptr<WhisperModel>, QString> loaded = WhisperModel::load(options.modelFile);
+        if (!loaded)
+            return std::unexpected(loaded.error());
+        model = *loaded;
+    }
     if (!options.vadModelFile.isEmpty()) {
         std::expected<std::unique_ptr<VoiceActivity>, QString> vad = VoiceActivity::load(options.vadModelFile);
         if (!vad)
@@ -147,12 +185,12 @@ std::optional<AudioFormat> WhisperRecognizer::bestAudioFormat(const AudioFormat 
 {
     if (!hardware.isUsable())
         return std::nullopt;
-    return AudioFormat {double(sampleRate), 1};
+    return AudioFormat{double(sampleRate), 1};
 }
 
 void WhisperRecognizer::append(const AudioBuffer &buffer)
 {
-    if (buffer.format != AudioFormat {double(sampleRate), 1})
+    if (buffer.format != AudioFormat{double(sampleRate), 1})
         return;
     std::scoped_lock guard(mutex);
     incoming.insert(incoming.end(), buffer.samples.begin(), buffer.samples.end());
@@ -173,8 +211,35 @@ void WhisperRecognizer::cancel()
     arrived.notify_one();
 }
 
+std::expected<QString, QString> WhisperRecognizer::decodeWithParakeet(const std::vector<float> &samples)
+{
+    parakeet_state *state = parakeet_init_state(parakeet->context());
+    if (state == nullptr)
+        return std::unexpected(
+            QCoreApplication::translate("WhisperRecognizer", "音声認識の作業領域を確保できません。"));
+    parakeet_full_params parameters = parakeet_full_default_params(PARAKEET_SAMPLING_GREEDY);
+    parameters.n_threads = threadCount(options.threads);
+    parameters.no_context = true;
+    parameters.abort_callback = [](void *cancelled) { return static_cast<std::atomic<bool> *>(cancelled)->load(); };
+    parameters.abort_callback_user_data = &isCancelled;
+    const int status
+        = parakeet_full_with_state(parakeet->context(), state, parameters, samples.data(), int(samples.size()));
+    QString text;
+    if (status == 0) {
+        for (int i = 0; i < parakeet_full_n_segments_from_state(state); ++i)
+            text += QString::fromUtf8(parakeet_full_get_segment_text_from_state(state, i));
+    }
+    parakeet_free_state(state);
+    if (status != 0 && !isCancelled)
+        return std::unexpected(
+            QCoreApplication::translate("WhisperRecognizer", "音声認識に失敗しました（%1）。").arg(status));
+    return text;
+}
+
 std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<float> &samples)
 {
+    if (parakeet)
+        return decodeWithParakeet(samples);
     whisper_state *state = whisper_init_state(model->context());
     if (state == nullptr)
         return std::unexpected(
@@ -215,7 +280,7 @@ std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<floa
 
 std::expected<void, QString> WhisperRecognizer::run(const std::function<void(const Result &)> &onResult)
 {
-    if (!model)
+    if (!model && !parakeet)
         return std::unexpected(QCoreApplication::translate("WhisperRecognizer", "音声認識の準備ができていません。"));
     std::vector<float> open;
     size_t decodedUpTo = 0;
@@ -240,7 +305,7 @@ std::expected<void, QString> WhisperRecognizer::run(const std::function<void(con
         if (!text)
             return std::unexpected(text.error());
         if (!isCancelled)
-            onResult(Result {*text, true});
+            onResult(Result{*text, true});
         return {};
     };
 
@@ -287,7 +352,7 @@ std::expected<void, QString> WhisperRecognizer::run(const std::function<void(con
         if (isLast) {
             // Without a VAD every bit of audio may hold speech; with one, only heard speech counts.
             const bool hasSpeech = !voice || heardSpeech;
-            std::expected<void, QString> closed = hasSpeech ? emitFinal(open.size()) : std::expected<void, QString> {};
+            std::expected<void, QString> closed = hasSpeech ? emitFinal(open.size()) : std::expected<void, QString>{};
             return closed;
         }
         const bool worthDecoding = !voice || heardSpeech;
@@ -298,7 +363,7 @@ std::expected<void, QString> WhisperRecognizer::run(const std::function<void(con
                 return std::unexpected(text.error());
             if (isCancelled)
                 return {};
-            onResult(Result {*text, false});
+            onResult(Result{*text, false});
         }
     }
 }

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <vector>
 
+struct parakeet_context;
 struct whisper_context;
 struct whisper_vad_context;
 
@@ -32,6 +33,25 @@ private:
         : loaded(loaded)
     { }
     whisper_context *loaded;
+};
+
+// A Parakeet TDT model file (whisper.cpp's second engine; English and European languages), loaded
+// once and shared like a whisper model. Parakeet encodes only the audio it is given.
+class ParakeetModel
+{
+public:
+    static std::expected<std::shared_ptr<ParakeetModel>, QString> load(const QString &fileName);
+    ~ParakeetModel();
+    ParakeetModel(const ParakeetModel &) = delete;
+    ParakeetModel &operator=(const ParakeetModel &) = delete;
+
+    parakeet_context *context() const { return loaded; }
+
+private:
+    explicit ParakeetModel(parakeet_context *loaded)
+        : loaded(loaded)
+    { }
+    parakeet_context *loaded;
 };
 
 // Voice activity with whisper.cpp's Silero VAD: the speech segments of 16 kHz mono audio.
@@ -58,7 +78,8 @@ private:
     whisper_vad_context *context;
 };
 
-// Recognition with a whisper.cpp model on 16 kHz mono audio, on the thread that calls run(). The
+// Recognition with whisper.cpp (a Whisper or a Parakeet TDT model) on 16 kHz mono audio, on the
+// thread that calls run(). The
 // open segment (everything since the last final result) is decoded again each time `pace` of new
 // audio has come in (a volatile result); when the VAD hears a pause after speech, the segment up to
 // the pause is decoded once more and given as a final result; at the end of input the rest is.
@@ -67,12 +88,15 @@ private:
 class WhisperRecognizer final : public SpeechRecognizer
 {
 public:
+    enum class Engine { whisper, parakeet };
+
     struct Options {
         QString modelFile;
         QString vadModelFile;
         QString language; // "ja" or "en"
         double pace = 1.0; // seconds of new audio between volatile decodes
         int threads = 0; // 0: up to 4, as the machine has
+        Engine engine = Engine::whisper;
     };
 
     explicit WhisperRecognizer(Options options);
@@ -89,9 +113,11 @@ public:
 
 private:
     std::expected<QString, QString> decode(const std::vector<float> &samples);
+    std::expected<QString, QString> decodeWithParakeet(const std::vector<float> &samples);
 
     Options options;
     std::shared_ptr<WhisperModel> model;
+    std::shared_ptr<ParakeetModel> parakeet;
     std::unique_ptr<VoiceActivity> voice;
     QByteArray initialPrompt;
     QByteArray language;
@@ -100,5 +126,5 @@ private:
     std::condition_variable arrived;
     std::vector<float> incoming;
     bool isInputFinished = false;
-    std::atomic<bool> isCancelled {false};
+    std::atomic<bool> isCancelled{false};
 };

@@ -89,6 +89,27 @@ TEST_F(WithTestData, TheRealEngineRunsThroughARecording)
     EXPECT_EQ(std::count_if(results.begin(), results.end(), [](const auto &r) { return r.isFinal; }), 4);
 }
 
+TEST_F(WithTestData, TheParakeetEngineRunsThroughARecording)
+{
+    WhisperRecognizer::Options options = tinyOptions();
+    options.modelFile = testFile("parakeet-test-tdt.bin");
+    options.engine = WhisperRecognizer::Engine::parakeet;
+    WhisperRecognizer recognizer(options);
+    ASSERT_TRUE(recognizer.prepare({}));
+    std::vector<SpeechRecognizer::Result> results;
+    std::future<std::expected<void, QString>> running = std::async(
+        std::launch::async, [&] { return recognizer.run([&](const auto &result) { results.push_back(result); }); });
+    recognizer.append(jfk());
+    recognizer.finishInput();
+    ASSERT_TRUE(running.get());
+    EXPECT_EQ(std::count_if(results.begin(), results.end(), [](const auto &r) { return r.isFinal; }), 4);
+
+    // A whisper file is no Parakeet model.
+    options.modelFile = testFile("whisper-test-tiny.bin");
+    WhisperRecognizer mismatched(options);
+    EXPECT_FALSE(mismatched.prepare({}));
+}
+
 TEST_F(WithTestData, CancellingEndsTheSessionWithoutResults)
 {
     WhisperRecognizer::Options options = tinyOptions();
