@@ -2,6 +2,7 @@
 
 #include "FileAudioEngine.h"
 #include "platform/SystemClock.h"
+#include "platform/linux/HttpModelStore.h"
 #include "platform/linux/SoxrConverter.h"
 #include "platform/linux/WhisperRecognizer.h"
 #include "speech/SpeechService.h"
@@ -60,9 +61,15 @@ int runTranscribeCommand(const QStringList &arguments)
     const QString locale = options->value("language").value_or(QStringLiteral("en_US"));
     if (!RecognitionLanguage::fromRawValue(locale))
         return Cli::usageError(QStringLiteral("unknown language '%1' (ja_JP or en_US)").arg(locale));
-    const std::optional<QString> model = options->value("model");
-    if (!model)
-        return Cli::usageError(QStringLiteral("--model PATH is required until models can be installed"));
+    // Without --model, the models the application installed for this language.
+    const HttpModelStore installed;
+    const std::optional<QString> model
+        = options->value("model").value_or(installed.pathOf(ModelCatalogue::recognitionModel(locale)));
+    if (!QFile::exists(*model))
+        return Cli::usageError(QStringLiteral("no model at %1: pass --model PATH").arg(*model));
+    QString vad = options->value("vad").value_or(QString());
+    if (vad.isEmpty() && QFile::exists(installed.pathOf(ModelCatalogue::voiceActivityModel())))
+        vad = installed.pathOf(ModelCatalogue::voiceActivityModel());
 
     const QString engineName = options->value("engine").value_or(QStringLiteral("whisper"));
     if (engineName != u"whisper" && engineName != u"parakeet")
@@ -79,7 +86,7 @@ int runTranscribeCommand(const QStringList &arguments)
 
     FileAudioEngine engine(std::move(*audio), !options->has("fast"));
     SoxrConverterFactory converters;
-    GivenModels models(*model, options->value("vad").value_or(QString()), engineKind);
+    GivenModels models(*model, vad, engineKind);
     SystemClock clock;
     SpeechService service(SpeechService::Environment{engine, converters, models, models, clock});
     QTextStream errors(stderr);

@@ -18,7 +18,7 @@ constexpr std::array commands{
         runPromptCommand},
     CliCommand{"settings", "settings < stored.json", runSettingsCommand},
     CliCommand{"transcribe",
-        "transcribe FILE.wav --model PATH [--engine whisper|parakeet] [--vad PATH] [--language ja_JP|en_US] [--fast]",
+        "transcribe FILE.wav [--model PATH] [--engine whisper|parakeet] [--vad PATH] [--language ja_JP|en_US] [--fast]",
         runTranscribeCommand},
 };
 

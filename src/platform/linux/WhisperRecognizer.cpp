@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QHash>
+#include <QtEndian>
 
 #include <parakeet.h>
 #include <whisper.h>
@@ -32,6 +33,32 @@ constexpr int pauseSamples = WhisperRecognizer::sampleRate / 2;
 // Whisper's window is 30 s; a segment is closed before it reaches that.
 constexpr size_t longestSegment = size_t(WhisperRecognizer::sampleRate) * 28;
 
+enum class ModelKind { whisper, parakeet, unknown };
+
+// Both engines share the ggml file magic, and each one aborts the process when handed the other's
+// file, so the header is read first: Whisper's vocabulary has at least 51,864 tokens, Parakeet's far
+// fewer.
+ModelKind kindOf(const QString &fileName)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly))
+        return ModelKind::unknown;
+    const QByteArray header = file.read(8);
+    if (header.size() < 8 || !header.startsWith("lmgg"))
+        return ModelKind::unknown;
+    const qint32 vocabulary = qFromLittleEndian<qint32>(header.constData() + 4);
+    if (vocabulary >= 51864 && vocabulary <= 51866)
+        return ModelKind::whisper;
+    return vocabulary > 0 && vocabulary < 51864 ? ModelKind::parakeet : ModelKind::unknown;
+}
+
+QString wrongModel(const QString &fileName)
+{
+    return QCoreApplication::translate(
+        "WhisperModel", "音声認識モデルを読み込めませんでした（壊れているか形式が違います）: %1")
+        .arg(fileName);
+}
+
 int threadCount(int requested)
 {
     if (requested > 0)
@@ -51,6 +78,8 @@ std::expected<std::shared_ptr<WhisperModel>, QString> WhisperModel::load(const Q
     if (!QFile::exists(fileName))
         return std::unexpected(
             QCoreApplication::translate("WhisperModel", "音声認識モデルがありません: %1").arg(fileName));
+    if (kindOf(fileName) != ModelKind::whisper)
+        return std::unexpected(wrongModel(fileName));
     silenceEngineLogs();
     whisper_context_params parameters = whisper_context_default_params();
     parameters.use_gpu = false;
@@ -80,6 +109,8 @@ std::expected<std::shared_ptr<ParakeetModel>, QString> ParakeetModel::load(const
     if (!QFile::exists(fileName))
         return std::unexpected(
             QCoreApplication::translate("WhisperModel", "音声認識モデルがありません: %1").arg(fileName));
+    if (kindOf(fileName) != ModelKind::parakeet)
+        return std::unexpected(wrongModel(fileName));
     silenceEngineLogs();
     parakeet_context_params parameters = parakeet_context_default_params();
     parameters.use_gpu = false;

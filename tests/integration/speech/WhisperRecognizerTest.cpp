@@ -104,10 +104,12 @@ TEST_F(WithTestData, TheParakeetEngineRunsThroughARecording)
     ASSERT_TRUE(running.get());
     EXPECT_EQ(std::count_if(results.begin(), results.end(), [](const auto &r) { return r.isFinal; }), 4);
 
-    // A whisper file is no Parakeet model.
+    // Each engine refuses the other's files instead of failing inside the library.
     options.modelFile = testFile("whisper-test-tiny.bin");
-    WhisperRecognizer mismatched(options);
-    EXPECT_FALSE(mismatched.prepare({}));
+    EXPECT_FALSE(WhisperRecognizer(options).prepare({}));
+    options.modelFile = testFile("parakeet-test-tdt.bin");
+    options.engine = WhisperRecognizer::Engine::whisper;
+    EXPECT_FALSE(WhisperRecognizer(options).prepare({}));
 }
 
 TEST_F(WithTestData, CancellingEndsTheSessionWithoutResults)

@@ -17,7 +17,7 @@ RippletHistory historyWith(std::initializer_list<const char *> texts)
 {
     RippletHistory history;
     for (const char *text : texts)
-        history.items.append(HistoryItem {QUuid::createUuid(), 800000000.5, QStringLiteral("gedit"),
+        history.items.append(HistoryItem{QUuid::createUuid(), 800000000.5, QStringLiteral("gedit"),
             QString::fromUtf8(text), QString::fromUtf8(text)});
     return history;
 }

@@ -23,7 +23,7 @@ protected:
 
 TEST_F(MecabTokenizerTest, PiecesWithUtf16RangesAndLatinReadings)
 {
-    const std::vector<JapaneseToken> expected {
+    const std::vector<JapaneseToken> expected{
         {0, 2, u"toukyou"_s},
         {2, 1, u"de"_s},
         {3, 4, u"koohii"_s},
@@ -67,7 +67,7 @@ TEST_F(MecabTokenizerTest, OneModelServesManyThreads)
     const QString text = u"会議は3時からじゃなくて4時からです。漢字の誤字が多い"_s;
     const std::vector<JapaneseToken> expected = tokenizer().tokenize(text);
     std::vector<std::thread> threads;
-    std::atomic<int> mismatches {0};
+    std::atomic<int> mismatches{0};
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&] {
             for (int i = 0; i < 200; ++i) {
@@ -86,7 +86,7 @@ TEST(MecabTokenizer, MissingDictionaryIsReportedAndTextStaysWhole)
     const MecabTokenizer missing(u"/nonexistent/dictionary"_s);
     EXPECT_FALSE(missing.isAvailable());
     EXPECT_TRUE(missing.errorMessage().startsWith(u"日本語の辞書（MeCab）を読み込めませんでした"_s));
-    EXPECT_EQ(missing.tokenize(u"会議です"), (std::vector<JapaneseToken> {{0, 4, std::nullopt}}));
+    EXPECT_EQ(missing.tokenize(u"会議です"), (std::vector<JapaneseToken>{{0, 4, std::nullopt}}));
 }
 
 TEST_F(MecabTokenizerTest, EditFilterWithRealReadings)
