@@ -144,7 +144,10 @@ std::expected<std::unique_ptr<VoiceActivity>, QString> VoiceActivity::load(const
     if (context == nullptr)
         return std::unexpected(
             QCoreApplication::translate("VoiceActivity", "音声区間検出モデルを読み込めませんでした: %1").arg(fileName));
-    return std::unique_ptr<VoiceActivity>(new VoiceActivity(context));
+    std::unique_ptr<VoiceActivity> voice(new VoiceActivity(context));
+    // The detector's recurrent state is not cleared on load; a stale state can hide all speech.
+    voice->reset();
+    return voice;
 }
 
 VoiceActivity::~VoiceActivity()
