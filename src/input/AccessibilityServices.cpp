@@ -23,7 +23,7 @@ QString firstCharacters(const QString &text)
 QString surroundingText(const AccessibleElement &element)
 {
     if (const std::optional<AccessibleElement::Range> selection = element.selectedTextRange()) {
-        const AccessibleElement::Range around {std::max<qint64>(selection->location - charactersAroundSelection, 0),
+        const AccessibleElement::Range around{std::max<qint64>(selection->location - charactersAroundSelection, 0),
             std::max<qint64>(selection->length + 2 * charactersAroundSelection, 0)};
         if (const std::optional<QString> text = element.stringForRange(around))
             return firstCharacters(*text);

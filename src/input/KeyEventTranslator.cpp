@@ -2,6 +2,8 @@
 
 #include "store/HotkeyChoice.h"
 
+#include <chrono>
+
 namespace {
 
 // linux/input-event-codes.h, which the core library does not include.
@@ -19,6 +21,13 @@ constexpr quint16 fn = 0x1d0;
 } // namespace LinuxKey
 
 } // namespace
+
+quint64 KeyEventTranslator::now()
+{
+    return quint64(
+        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+            .count());
+}
 
 quint64 KeyEventTranslator::flagBit(quint16 linuxKeyCode)
 {
@@ -50,13 +59,13 @@ std::optional<KeyEvent> KeyEventTranslator::translate(quint16 linuxKeyCode, bool
         if (updated == flags)
             return std::nullopt;
         flags = updated;
-        return KeyEvent {KeyEventType::flagsChanged, 0, flags, timestamp};
+        return KeyEvent{KeyEventType::flagsChanged, 0, flags, timestamp};
     }
     if (isSystemKey(linuxKeyCode)) {
         if (!isPressed)
             return std::nullopt;
-        return KeyEvent {KeyEventType::systemDefined, 0, flags, timestamp};
+        return KeyEvent{KeyEventType::systemDefined, 0, flags, timestamp};
     }
     const quint16 code = linuxKeyCode == LinuxKey::escape ? escapeKeyCode : quint16(linuxKeyCode + reportedCodeOffset);
-    return KeyEvent {isPressed ? KeyEventType::keyDown : KeyEventType::keyUp, code, flags, timestamp};
+    return KeyEvent{isPressed ? KeyEventType::keyDown : KeyEventType::keyUp, code, flags, timestamp};
 }

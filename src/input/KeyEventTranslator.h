@@ -16,6 +16,11 @@ public:
     // Forgets every held modifier (after the source lost track of the keyboard).
     void reset() { flags = 0; }
 
+    // The stamp of every key event: the monotonic clock in nanoseconds.
+    static quint64 now();
+    // The notice a source sends when it lost track of the keyboard and starts over.
+    static KeyEvent tapDisabledNotice() { return KeyEvent{KeyEventType::tapDisabledByUserInput, 0, 0, now()}; }
+
     // The flag bit of a modifier key, 0 for other keys.
     static quint64 flagBit(quint16 linuxKeyCode);
     static bool isSystemKey(quint16 linuxKeyCode);

@@ -166,16 +166,16 @@ void SpeechService::stopInput()
     engine.stop();
 }
 
+std::pair<SpeechRecognizer *, std::shared_future<std::expected<QString, QString>>> SpeechService::currentSession() const
+{
+    std::scoped_lock guard(lock);
+    return {recognizer.get(), results};
+}
+
 void SpeechService::cancel()
 {
     stopInput();
-    SpeechRecognizer *session = nullptr;
-    std::shared_future<std::expected<QString, QString>> running;
-    {
-        std::scoped_lock guard(lock);
-        session = recognizer.get();
-        running = results;
-    }
+    const auto [session, running] = currentSession();
     if (session != nullptr)
         session->cancel();
     if (running.valid())
@@ -245,13 +245,7 @@ std::expected<void, SpeechServiceError> SpeechService::prepareAnalyzer(
 std::expected<QString, SpeechServiceError> SpeechService::finish()
 {
     stopInput();
-    SpeechRecognizer *session = nullptr;
-    std::shared_future<std::expected<QString, QString>> running;
-    {
-        std::scoped_lock guard(lock);
-        session = recognizer.get();
-        running = results;
-    }
+    const auto [session, running] = currentSession();
     if (session == nullptr || !running.valid())
         return QString();
     session->finishInput();

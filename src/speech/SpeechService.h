@@ -85,6 +85,8 @@ private:
     void scheduleRestart(Clock::Duration delay);
     RestartResult restartInput();
     void giveUp();
+    // The recogniser and its results, once prepareAnalyzer has published them.
+    std::pair<SpeechRecognizer *, std::shared_future<std::expected<QString, QString>>> currentSession() const;
 
     AudioEngine &engine;
     AudioConverterFactory &converters;

@@ -7,6 +7,8 @@
 #include <QElapsedTimer>
 #include <QProcess>
 
+#include "WaitFor.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -16,19 +18,6 @@
 namespace {
 
 const QString recording = QStringLiteral(SORAWEN_TESTDATA "/jfk-en.wav");
-
-template<typename Predicate>
-bool waitFor(Predicate done, int milliseconds)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > milliseconds)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
 
 // Nothing to recognise here: the session is never prepared.
 class NoRecognition final : public SpeechRecognizerFactory, public SpeechModels

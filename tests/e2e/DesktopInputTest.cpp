@@ -16,6 +16,8 @@
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include "WaitFor.h"
+
 #include <gtest/gtest.h>
 
 using namespace Qt::Literals::StringLiterals;
@@ -23,20 +25,6 @@ using namespace Qt::Literals::StringLiterals;
 // These tests run inside tests/e2e/with-desktop: an Xvfb display with a window manager, the
 // accessibility bus, and the GTK target window (a text entry, then a password entry) focused.
 namespace {
-
-// Pumps the event loop until `done` holds or five seconds pass.
-template<typename Predicate>
-bool waitFor(Predicate done, int milliseconds = 5000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > milliseconds)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
 
 void xdotool(const QStringList &arguments)
 {

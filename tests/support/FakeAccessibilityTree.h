@@ -28,12 +28,12 @@ public:
 
     mutable std::mutex mutex;
     std::optional<Application> application
-        = Application {4242, QStringLiteral("org.gnome.gedit"), QStringLiteral("gedit")};
+        = Application{4242, QStringLiteral("org.gnome.gedit"), QStringLiteral("gedit")};
     std::optional<Element> window = elementWith(&Element::title, QStringLiteral("notes.txt — gedit"));
     std::optional<Element> focused = elementWith(&Element::role, QStringLiteral("text"));
     // The last range asked of stringForRange.
     mutable std::optional<AccessibleElement::Range> askedRange;
-    mutable std::atomic<int> valueReads {0};
+    mutable std::atomic<int> valueReads{0};
 
     void setFocusedValue(const QString &value)
     {

@@ -37,9 +37,9 @@ private:
 
     mutable std::mutex mutex;
     std::condition_variable moved;
-    Duration current {0};
+    Duration current{0};
     // Sleepers wake only once the calls due at a time have run, so they see what those calls did.
-    Duration wakeTime {0};
+    Duration wakeTime{0};
     quint64 nextOrder = 0;
     std::multiset<Duration> sleepersUntil;
     std::vector<Entry> entries;

@@ -165,7 +165,7 @@ struct AtspiAccessibilityTree::Worker {
     // On the worker thread: the focused element inside `window`, searched breadth-first, bounded.
     static AtspiAccessible *focusedDescendant(AtspiAccessible *window)
     {
-        std::vector<AtspiAccessible *> queue {ref(window)};
+        std::vector<AtspiAccessible *> queue{ref(window)};
         AtspiAccessible *found = nullptr;
         for (size_t i = 0; i < queue.size() && i < 5000; ++i) {
             AtspiAccessible *node = queue[i];
@@ -271,7 +271,7 @@ public:
                   std::optional<Range> range;
                   if (atspi_text_get_n_selections(text, nullptr) > 0) {
                       if (AtspiRange *selection = atspi_text_get_selection(text, 0, nullptr)) {
-                          range = Range {selection->start_offset, selection->end_offset - selection->start_offset};
+                          range = Range{selection->start_offset, selection->end_offset - selection->start_offset};
                           g_free(selection);
                       }
                   }
@@ -279,7 +279,7 @@ public:
                       GError *error = nullptr;
                       const gint caret = atspi_text_get_caret_offset(text, &error);
                       if (error == nullptr && caret >= 0)
-                          range = Range {caret, 0};
+                          range = Range{caret, 0};
                       g_clear_error(&error);
                   }
                   g_object_unref(text);

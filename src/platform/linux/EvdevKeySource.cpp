@@ -10,20 +10,12 @@
 #include <libudev.h>
 
 #include <cerrno>
-#include <ctime>
 #include <fcntl.h>
 #include <unistd.h>
 
 const char *const EvdevKeySource::ownDeviceName = "Sorawen virtual keyboard";
 
 namespace {
-
-quint64 monotonicNanoseconds()
-{
-    timespec now {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return quint64(now.tv_sec) * 1'000'000'000ULL + quint64(now.tv_nsec);
-}
 
 bool isKeyboardNode(udev_device *device)
 {
@@ -163,7 +155,7 @@ void EvdevKeySource::removeKeyboard(const QByteArray &path)
     translator.reset();
     held = 0;
     if (handler)
-        handler(KeyEvent {KeyEventType::tapDisabledByUserInput, 0, 0, monotonicNanoseconds()});
+        handler(KeyEventTranslator::tapDisabledNotice());
 }
 
 void EvdevKeySource::readHotplug()
@@ -182,7 +174,7 @@ void EvdevKeySource::readHotplug()
 
 void EvdevKeySource::readKeyboard(Keyboard &keyboard)
 {
-    input_event event {};
+    input_event event{};
     unsigned int flag = LIBEVDEV_READ_FLAG_NORMAL;
     for (;;) {
         const int status = libevdev_next_event(keyboard.device, flag, &event);
@@ -209,7 +201,7 @@ void EvdevKeySource::deliver(quint16 code, int value)
     // 2 is autorepeat.
     if (value != 0 && value != 1)
         return;
-    const std::optional<KeyEvent> translated = translator.translate(code, value == 1, monotonicNanoseconds());
+    const std::optional<KeyEvent> translated = translator.translate(code, value == 1, KeyEventTranslator::now());
     if (!translated)
         return;
     held = translated->flags;
@@ -230,5 +222,5 @@ void EvdevKeySource::sessionActivityChanged(bool isActive)
     translator.reset();
     held = 0;
     if (handler)
-        handler(KeyEvent {KeyEventType::tapDisabledByUserInput, 0, 0, monotonicNanoseconds()});
+        handler(KeyEventTranslator::tapDisabledNotice());
 }

@@ -98,13 +98,13 @@ std::vector<JapaneseToken> MecabTokenizer::tokenize(QStringView text) const
     if (text.isEmpty())
         return {};
     if (!tagger)
-        return {JapaneseToken {0, text.size(), std::nullopt}};
+        return {JapaneseToken{0, text.size(), std::nullopt}};
 
     const Utf8Text utf8(text);
     std::unique_ptr<MeCab::Lattice> lattice(model->createLattice());
     lattice->set_sentence(utf8.bytes.data(), utf8.bytes.size());
     if (!tagger->parse(lattice.get()))
-        return {JapaneseToken {0, text.size(), std::nullopt}};
+        return {JapaneseToken{0, text.size(), std::nullopt}};
 
     std::vector<JapaneseToken> tokens;
     auto addPiece = [&](size_t fromByte, size_t toByte, std::optional<QString> reading) {

@@ -9,9 +9,9 @@ namespace {
 
 bool isBookkeeping(const QString &format)
 {
-    static const QStringList targets {QStringLiteral("TARGETS"), QStringLiteral("MULTIPLE"),
-        QStringLiteral("TIMESTAMP"), QStringLiteral("SAVE_TARGETS"), QStringLiteral("DELETE"),
-        QStringLiteral("INSERT_SELECTION"), QStringLiteral("INSERT_PROPERTY")};
+    static const QStringList targets{QStringLiteral("TARGETS"), QStringLiteral("MULTIPLE"), QStringLiteral("TIMESTAMP"),
+        QStringLiteral("SAVE_TARGETS"), QStringLiteral("DELETE"), QStringLiteral("INSERT_SELECTION"),
+        QStringLiteral("INSERT_PROPERTY")};
     return targets.contains(format) || format.startsWith(u"application/x-qt-windows-mime");
 }
 

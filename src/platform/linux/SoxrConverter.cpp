@@ -44,8 +44,8 @@ public:
             }
         }
         if (resampler == nullptr)
-            return AudioBuffer {to, std::move(mixed)};
-        AudioBuffer output {to, std::vector<float>(size_t(capacityFrames * to.channelCount))};
+            return AudioBuffer{to, std::move(mixed)};
+        AudioBuffer output{to, std::vector<float>(size_t(capacityFrames * to.channelCount))};
         size_t consumed = 0;
         size_t produced = 0;
         if (soxr_process(resampler, mixed.data(), size_t(frames), &consumed, output.samples.data(),

@@ -24,7 +24,7 @@ UinputKeystroke::UinputKeystroke(std::function<quint64()> heldModifiers)
     descriptor = ::open("/dev/uinput", O_WRONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0)
         return;
-    uinput_setup setup {};
+    uinput_setup setup{};
     setup.id.bustype = BUS_VIRTUAL;
     setup.id.vendor = 0x5357;
     setup.id.product = 0x0001;
@@ -49,7 +49,7 @@ UinputKeystroke::~UinputKeystroke()
 
 bool UinputKeystroke::write(quint16 type, quint16 code, qint32 value)
 {
-    input_event event {};
+    input_event event{};
     event.type = type;
     event.code = code;
     event.value = value;
@@ -63,7 +63,7 @@ bool UinputKeystroke::sendPaste(bool forTerminal)
     std::scoped_lock lock(mutex);
     for (auto waited = 0ms; waited < releaseWait && heldModifiers && heldModifiers() != 0; waited += releasePoll)
         std::this_thread::sleep_for(releasePoll);
-    std::vector<quint16> chord {KEY_LEFTCTRL};
+    std::vector<quint16> chord{KEY_LEFTCTRL};
     if (forTerminal)
         chord.push_back(KEY_LEFTSHIFT);
     chord.push_back(KEY_V);

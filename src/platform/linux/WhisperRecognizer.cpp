@@ -68,30 +68,45 @@ int threadCount(int requested)
 
 } // namespace
 
-std::expected<std::shared_ptr<WhisperModel>, QString> WhisperModel::load(const QString &fileName)
+namespace {
+
+// One loaded model per file, shared while anyone holds it. `open` loads a checked file of the
+// right kind and gives nothing when the library refuses it.
+template<typename Model, typename Context>
+std::expected<std::shared_ptr<Model>, QString> loadShared(
+    const QString &fileName, ModelKind kind, Context *(*open)(const char *path), Model *(*wrap)(Context *context))
 {
     static std::mutex mutex;
-    static QHash<QString, std::weak_ptr<WhisperModel>> loaded;
+    static QHash<QString, std::weak_ptr<Model>> loaded;
     std::scoped_lock guard(mutex);
-    if (std::shared_ptr<WhisperModel> model = loaded.value(fileName).lock())
+    if (std::shared_ptr<Model> model = loaded.value(fileName).lock())
         return model;
     if (!QFile::exists(fileName))
         return std::unexpected(
             QCoreApplication::translate("WhisperModel", "音声認識モデルがありません: %1").arg(fileName));
-    if (kindOf(fileName) != ModelKind::whisper)
+    if (kindOf(fileName) != kind)
         return std::unexpected(wrongModel(fileName));
     silenceEngineLogs();
-    whisper_context_params parameters = whisper_context_default_params();
-    parameters.use_gpu = false;
-    whisper_context *context
-        = whisper_init_from_file_with_params_no_state(QFile::encodeName(fileName).constData(), parameters);
+    Context *context = open(QFile::encodeName(fileName).constData());
     if (context == nullptr)
-        return std::unexpected(QCoreApplication::translate(
-            "WhisperModel", "音声認識モデルを読み込めませんでした（壊れているか形式が違います）: %1")
-                                   .arg(fileName));
-    std::shared_ptr<WhisperModel> model(new WhisperModel(context));
+        return std::unexpected(wrongModel(fileName));
+    std::shared_ptr<Model> model(wrap(context));
     loaded.insert(fileName, model);
     return model;
+}
+
+} // namespace
+
+std::expected<std::shared_ptr<WhisperModel>, QString> WhisperModel::load(const QString &fileName)
+{
+    return loadShared<WhisperModel, whisper_context>(
+        fileName, ModelKind::whisper,
+        [](const char *path) {
+            whisper_context_params parameters = whisper_context_default_params();
+            parameters.use_gpu = false;
+            return whisper_init_from_file_with_params_no_state(path, parameters);
+        },
+        [](whisper_context *context) { return new WhisperModel(context); });
 }
 
 WhisperModel::~WhisperModel()
@@ -101,28 +116,14 @@ WhisperModel::~WhisperModel()
 
 std::expected<std::shared_ptr<ParakeetModel>, QString> ParakeetModel::load(const QString &fileName)
 {
-    static std::mutex mutex;
-    static QHash<QString, std::weak_ptr<ParakeetModel>> loaded;
-    std::scoped_lock guard(mutex);
-    if (std::shared_ptr<ParakeetModel> model = loaded.value(fileName).lock())
-        return model;
-    if (!QFile::exists(fileName))
-        return std::unexpected(
-            QCoreApplication::translate("WhisperModel", "音声認識モデルがありません: %1").arg(fileName));
-    if (kindOf(fileName) != ModelKind::parakeet)
-        return std::unexpected(wrongModel(fileName));
-    silenceEngineLogs();
-    parakeet_context_params parameters = parakeet_context_default_params();
-    parameters.use_gpu = false;
-    parakeet_context *context
-        = parakeet_init_from_file_with_params_no_state(QFile::encodeName(fileName).constData(), parameters);
-    if (context == nullptr)
-        return std::unexpected(QCoreApplication::translate(
-            "WhisperModel", "音声認識モデルを読み込めませんでした（壊れているか形式が違います）: %1")
-                                   .arg(fileName));
-    std::shared_ptr<ParakeetModel> model(new ParakeetModel(context));
-    loaded.insert(fileName, model);
-    return model;
+    return loadShared<ParakeetModel, parakeet_context>(
+        fileName, ModelKind::parakeet,
+        [](const char *path) {
+            parakeet_context_params parameters = parakeet_context_default_params();
+            parameters.use_gpu = false;
+            return parakeet_init_from_file_with_params_no_state(path, parameters);
+        },
+        [](parakeet_context *context) { return new ParakeetModel(context); });
 }
 
 ParakeetModel::~ParakeetModel()

@@ -10,7 +10,6 @@
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
 
-#include <ctime>
 #include <memory>
 
 namespace {
@@ -20,13 +19,6 @@ struct FreeDeleter {
 };
 template<typename T>
 using XcbReply = std::unique_ptr<T, FreeDeleter>;
-
-quint64 monotonicNanoseconds()
-{
-    timespec now {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return quint64(now.tv_sec) * 1'000'000'000ULL + quint64(now.tv_nsec);
-}
 
 // X key codes are the Linux key codes plus 8.
 constexpr quint16 xKeycodeOffset = 8;
@@ -108,7 +100,7 @@ bool XInputKeySource::connectToServer()
     struct {
         xcb_input_event_mask_t head;
         uint32_t mask;
-    } mask {};
+    } mask{};
     mask.head.deviceid = XCB_INPUT_DEVICE_ALL;
     mask.head.mask_len = 1;
     mask.mask = XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE
@@ -175,7 +167,7 @@ void XInputKeySource::readEvents()
             continue;
         const bool isPressed = generic->event_type == XCB_INPUT_RAW_KEY_PRESS;
         const std::optional<KeyEvent> translated
-            = translator.translate(quint16(raw->detail - xKeycodeOffset), isPressed, monotonicNanoseconds());
+            = translator.translate(quint16(raw->detail - xKeycodeOffset), isPressed, KeyEventTranslator::now());
         if (translated)
             send(*translated);
     }
@@ -184,7 +176,7 @@ void XInputKeySource::readEvents()
         translator.reset();
         error = QCoreApplication::translate("XInputKeySource", "X サーバーとの接続が切れました。");
         if (handler)
-            handler(KeyEvent {KeyEventType::tapDisabledByUserInput, 0, 0, monotonicNanoseconds()});
+            handler(KeyEventTranslator::tapDisabledNotice());
     }
 }
 
@@ -201,5 +193,5 @@ void XInputKeySource::sessionActivityChanged(bool isActive)
         return;
     translator.reset();
     if (handler)
-        handler(KeyEvent {KeyEventType::tapDisabledByUserInput, 0, 0, monotonicNanoseconds()});
+        handler(KeyEventTranslator::tapDisabledNotice());
 }

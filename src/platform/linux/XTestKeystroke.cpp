@@ -78,7 +78,7 @@ bool XTestKeystroke::sendPaste(bool forTerminal)
             xcb_key_symbols_get_keycode(symbols, symbol), &std::free);
         return codes ? codes.get()[0] : XCB_NO_SYMBOL;
     };
-    std::vector<xcb_keycode_t> chord {firstCode(controlLeft)};
+    std::vector<xcb_keycode_t> chord{firstCode(controlLeft)};
     if (forTerminal)
         chord.push_back(firstCode(shiftLeft));
     chord.push_back(firstCode(letterV));
