@@ -145,8 +145,9 @@ protected:
     // main thread's event loop meanwhile.
     std::expected<PasteOutcome, PasteError> paste(const QString &text, const InputTarget &target)
     {
+        // A generous wait: only a failing paste waits it out, and a loaded machine is slow to paste.
         QFuture<std::expected<PasteOutcome, PasteError>> future
-            = QtConcurrent::run([&] { return PasteService::paste(text, target, 1.0, environment); });
+            = QtConcurrent::run([&] { return PasteService::paste(text, target, 5.0, environment); });
         waitFor([&] { return future.isFinished(); }, 20000);
         return future.result();
     }
