@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QString>
+
+#include <expected>
+#include <memory>
+
+// One conversation with a language model, made from an instructions text. `respond` blocks its
+// worker thread until the answer (greedy decoding) or a failure with a readable message; `cancel`,
+// from any thread, makes a running `respond` return soon.
+class LanguageModelSession
+{
+public:
+    virtual ~LanguageModelSession() = default;
+
+    // Reads the instructions ahead of time, so a later answer starts at once.
+    virtual std::expected<void, QString> prewarm() = 0;
+    virtual std::expected<QString, QString> respond(const QString &prompt) = 0;
+    virtual void cancel() = 0;
+};
+
+class LanguageModel
+{
+public:
+    virtual ~LanguageModel() = default;
+    virtual std::shared_ptr<LanguageModelSession> makeSession(const QString &instructions) = 0;
+};
