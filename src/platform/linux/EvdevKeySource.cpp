@@ -1,6 +1,6 @@
 #include "platform/linux/EvdevKeySource.h"
 
-#include "platform/linux/LogindSession.h"
+#include "platform/linux/KeyStream.h"
 #include "store/HotkeyChoice.h"
 
 #include <QCoreApplication>
@@ -44,11 +44,8 @@ struct EvdevKeySource::Keyboard {
 
 EvdevKeySource::EvdevKeySource(const LogindSession *session, QObject *parent)
     : QObject(parent)
-    , session(session)
-{
-    if (session != nullptr)
-        connect(session, &LogindSession::activeChanged, this, &EvdevKeySource::sessionActivityChanged);
-}
+    , stream(new KeyStream(session, this))
+{ }
 
 EvdevKeySource::~EvdevKeySource()
 {
@@ -58,7 +55,7 @@ EvdevKeySource::~EvdevKeySource()
 bool EvdevKeySource::start(Handler given)
 {
     stop();
-    handler = std::move(given);
+    stream->setHandler(std::move(given));
     context = udev_new();
     if (context == nullptr) {
         error = QCoreApplication::translate("EvdevKeySource", "キーボードの一覧を取得できません（udev）。");
@@ -111,9 +108,12 @@ void EvdevKeySource::stop()
     if (context != nullptr)
         udev_unref(context);
     context = nullptr;
-    translator.reset();
-    held = 0;
-    handler = nullptr;
+    stream->setHandler(nullptr);
+}
+
+quint64 EvdevKeySource::heldModifiers() const
+{
+    return stream->heldModifiers();
 }
 
 bool EvdevKeySource::canObserve(quint64 flagMask) const
@@ -152,10 +152,7 @@ void EvdevKeySource::removeKeyboard(const QByteArray &path)
     if (keyboards.erase(path) == 0)
         return;
     // Keys held on the keyboard that went away will never be released.
-    translator.reset();
-    held = 0;
-    if (handler)
-        handler(KeyEventTranslator::tapDisabledNotice());
+    stream->startOver();
 }
 
 void EvdevKeySource::readHotplug()
@@ -199,28 +196,6 @@ void EvdevKeySource::readKeyboard(Keyboard &keyboard)
 void EvdevKeySource::deliver(quint16 code, int value)
 {
     // 2 is autorepeat.
-    if (value != 0 && value != 1)
-        return;
-    const std::optional<KeyEvent> translated = translator.translate(code, value == 1, KeyEventTranslator::now());
-    if (!translated)
-        return;
-    held = translated->flags;
-    send(*translated);
-}
-
-void EvdevKeySource::send(const KeyEvent &event)
-{
-    if (handler && (session == nullptr || session->isActive()))
-        handler(event);
-}
-
-void EvdevKeySource::sessionActivityChanged(bool isActive)
-{
-    // Keys released while the session was away were never seen: start again from nothing held.
-    if (isActive)
-        return;
-    translator.reset();
-    held = 0;
-    if (handler)
-        handler(KeyEventTranslator::tapDisabledNotice());
+    if (value == 0 || value == 1)
+        stream->key(code, value == 1);
 }

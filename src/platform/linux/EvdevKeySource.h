@@ -1,6 +1,5 @@
 #pragma once
 
-#include "input/KeyEventTranslator.h"
 #include "platform/KeyEventSource.h"
 
 #include <QObject>
@@ -9,6 +8,7 @@
 #include <map>
 #include <memory>
 
+class KeyStream;
 class LogindSession;
 class QSocketNotifier;
 struct libevdev;
@@ -37,7 +37,7 @@ public:
     QString errorMessage() const override { return error; }
 
     // The modifier bits held right now on any keyboard; any thread may ask.
-    quint64 heldModifiers() const { return held.load(); }
+    quint64 heldModifiers() const;
 
     // The name of the virtual keyboard Sorawen types with, which this source ignores.
     static const char *const ownDeviceName;
@@ -51,17 +51,11 @@ private:
     void readHotplug();
     void deliver(quint16 code, int value);
 
-    void send(const KeyEvent &event);
-    void sessionActivityChanged(bool isActive);
-
-    const LogindSession *session;
-    Handler handler;
     udev *context = nullptr;
     udev_monitor *monitor = nullptr;
     QSocketNotifier *monitorNotifier = nullptr;
     std::map<QByteArray, std::unique_ptr<Keyboard>> keyboards;
-    KeyEventTranslator translator;
-    std::atomic<quint64> held {0};
+    KeyStream *stream;
     bool isAccessDenied = false;
     QString error;
 };

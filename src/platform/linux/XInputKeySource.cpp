@@ -1,6 +1,6 @@
 #include "platform/linux/XInputKeySource.h"
 
-#include "platform/linux/LogindSession.h"
+#include "platform/linux/KeyStream.h"
 #include "store/HotkeyChoice.h"
 
 #include <QCoreApplication>
@@ -27,11 +27,9 @@ constexpr quint16 xKeycodeOffset = 8;
 
 XInputKeySource::XInputKeySource(const LogindSession *session, QObject *parent)
     : QObject(parent)
-    , session(session)
     , reconnectTimer(new QTimer(this))
+    , stream(new KeyStream(session, this))
 {
-    if (session != nullptr)
-        connect(session, &LogindSession::activeChanged, this, &XInputKeySource::sessionActivityChanged);
     reconnectTimer->setInterval(2000);
     connect(reconnectTimer, &QTimer::timeout, this, [this] {
         if (connectToServer())
@@ -47,10 +45,10 @@ XInputKeySource::~XInputKeySource()
 bool XInputKeySource::start(Handler given)
 {
     stop();
-    handler = std::move(given);
+    stream->setHandler(std::move(given));
     if (connectToServer())
         return true;
-    handler = nullptr;
+    stream->setHandler(nullptr);
     return false;
 }
 
@@ -58,12 +56,12 @@ void XInputKeySource::stop()
 {
     reconnectTimer->stop();
     disconnectFromServer();
-    handler = nullptr;
+    stream->setHandler(nullptr);
 }
 
 void XInputKeySource::resume()
 {
-    if (handler && connection == nullptr && !reconnectTimer->isActive())
+    if (stream->hasHandler() && connection == nullptr && !reconnectTimer->isActive())
         reconnectTimer->start();
 }
 
@@ -109,7 +107,6 @@ bool XInputKeySource::connectToServer()
     findInjectorDevices();
     xcb_flush(connection);
 
-    translator.reset();
     notifier = new QSocketNotifier(xcb_get_file_descriptor(connection), QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, &XInputKeySource::readEvents);
     error.clear();
@@ -165,33 +162,11 @@ void XInputKeySource::readEvents()
             continue;
         if (raw->detail < xKeycodeOffset)
             continue;
-        const bool isPressed = generic->event_type == XCB_INPUT_RAW_KEY_PRESS;
-        const std::optional<KeyEvent> translated
-            = translator.translate(quint16(raw->detail - xKeycodeOffset), isPressed, KeyEventTranslator::now());
-        if (translated)
-            send(*translated);
+        stream->key(quint16(raw->detail - xKeycodeOffset), generic->event_type == XCB_INPUT_RAW_KEY_PRESS);
     }
     if (connection != nullptr && xcb_connection_has_error(connection)) {
         disconnectFromServer();
-        translator.reset();
         error = QCoreApplication::translate("XInputKeySource", "X サーバーとの接続が切れました。");
-        if (handler)
-            handler(KeyEventTranslator::tapDisabledNotice());
+        stream->startOver();
     }
-}
-
-void XInputKeySource::send(const KeyEvent &event)
-{
-    if (handler && (session == nullptr || session->isActive()))
-        handler(event);
-}
-
-void XInputKeySource::sessionActivityChanged(bool isActive)
-{
-    // Keys released while the session was away were never seen: start again from nothing held.
-    if (isActive)
-        return;
-    translator.reset();
-    if (handler)
-        handler(KeyEventTranslator::tapDisabledNotice());
 }

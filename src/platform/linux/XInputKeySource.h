@@ -1,12 +1,12 @@
 #pragma once
 
-#include "input/KeyEventTranslator.h"
 #include "platform/KeyEventSource.h"
 
 #include <QObject>
 
 #include <set>
 
+class KeyStream;
 class LogindSession;
 class QSocketNotifier;
 class QTimer;
@@ -40,17 +40,12 @@ private:
     void readEvents();
     void findInjectorDevices();
 
-    void send(const KeyEvent &event);
-    void sessionActivityChanged(bool isActive);
-
-    const LogindSession *session;
-    Handler handler;
     xcb_connection_t *connection = nullptr;
     QSocketNotifier *notifier = nullptr;
     QTimer *reconnectTimer;
     quint8 extensionOpcode = 0;
     std::set<quint16> injectorDevices;
-    KeyEventTranslator translator;
+    KeyStream *stream;
     bool ignoresInjectedKeys = true;
     QString error;
 };

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "input/KeyEventTranslator.h"
+#include "platform/KeyEventSource.h"
+
+#include <QObject>
+
+#include <atomic>
+
+class LogindSession;
+
+// What both key sources share: Linux key codes in, key events out to the handler, nothing while
+// logind says the session is away, and a fresh start (held keys forgotten, the tap-disabled notice)
+// when the session goes away or the source loses track of the keyboard. Main thread.
+class KeyStream final : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Events are dropped while `session` (when given) is inactive or locked.
+    explicit KeyStream(const LogindSession *session, QObject *parent = nullptr);
+
+    // Nothing is delivered without a handler; setting one forgets what was held.
+    void setHandler(KeyEventSource::Handler given);
+    bool hasHandler() const { return bool(handler); }
+
+    void key(quint16 linuxKeyCode, bool isPressed);
+    // Forgets the held keys and tells the handler, whose key state is now stale too.
+    void startOver();
+
+    // The modifier bits held right now; any thread may ask.
+    quint64 heldModifiers() const { return held.load(); }
+
+private:
+    void forget();
+
+    const LogindSession *session;
+    KeyEventSource::Handler handler;
+    KeyEventTranslator translator;
+    std::atomic<quint64> held{0};
+};
