@@ -107,13 +107,10 @@ void SpeechService::consume(const AudioBuffer &buffer)
         }
     }
     const double value = level(buffer);
-    QMetaObject::invokeMethod(
-        this,
-        [this, value] {
-            if (onLevel)
-                onLevel(value);
-        },
-        Qt::QueuedConnection);
+    onMainThread([this, value] {
+        if (onLevel)
+            onLevel(value);
+    });
 }
 
 void SpeechService::convertAndYield(const AudioBuffer &buffer)
@@ -158,12 +155,17 @@ void SpeechService::stopInput()
         pendingFrames = 0;
     }
     std::scoped_lock engineGuard(engineLock);
+    removeTap();
+    engine.stop();
+}
+
+void SpeechService::removeTap()
+{
     if (engineTap) {
         engine.removeTap();
         engineTap = false;
         tapFormat.reset();
     }
-    engine.stop();
 }
 
 std::pair<SpeechRecognizer *, std::shared_future<std::expected<QString, QString>>> SpeechService::currentSession() const
@@ -209,13 +211,10 @@ std::expected<void, SpeechServiceError> SpeechService::prepareAnalyzer(
                 finalText += result.text;
             const QString shown = result.isFinal ? finalText : finalText + result.text;
             // Queued calls to one receiver keep their order, so the bar never goes back in time.
-            QMetaObject::invokeMethod(
-                this,
-                [this, shown] {
-                    if (onPartialText)
-                        onPartialText(shown);
-                },
-                Qt::QueuedConnection);
+            onMainThread([this, shown] {
+                if (onPartialText)
+                    onPartialText(shown);
+            });
         });
         if (!ended)
             return std::expected<QString, QString>(std::unexpected(ended.error()));
@@ -280,13 +279,10 @@ void SpeechService::scheduleRestart(Clock::Duration delay)
 void SpeechService::giveUp()
 {
     cancel();
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            if (onInterruption)
-                onInterruption();
-        },
-        Qt::QueuedConnection);
+    onMainThread([this] {
+        if (onInterruption)
+            onInterruption();
+    });
 }
 
 SpeechService::RestartResult SpeechService::restartInput()
@@ -300,13 +296,6 @@ SpeechService::RestartResult SpeechService::restartInput()
     const AudioFormat format = engine.inputFormat();
     if (engine.isRunning() && engineTap && tapFormat == format)
         return RestartResult::handled;
-    auto removeTap = [this] {
-        if (engineTap) {
-            engine.removeTap();
-            engineTap = false;
-            tapFormat.reset();
-        }
-    };
     if (format.isUsable()) {
         if (restartCount > maximumRestarts - 1)
             return RestartResult::giveUp;

@@ -79,7 +79,15 @@ public:
 private:
     enum class RestartResult { handled, retry, giveUp };
 
+    // With engineLock held.
     void installTap(const AudioFormat &format);
+    void removeTap();
+    // Runs `call` on the service's (main) thread later; dropped if the service is gone by then.
+    template<typename Call>
+    void onMainThread(Call call)
+    {
+        QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+    }
     void consume(const AudioBuffer &buffer);
     void convertAndYield(const AudioBuffer &buffer);
     void scheduleRestart(Clock::Duration delay);
