@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSaveFile>
 
 namespace {
 
@@ -42,6 +43,19 @@ bool makePrivateFolder(const QString &path)
         return false;
     return QDir().mkdir(clean, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner)
         || QFileInfo(clean).isDir();
+}
+
+bool writePrivateFile(const QString &path, const QByteArray &bytes)
+{
+    constexpr auto ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    // Owner-only before the first byte is written, so the content is never readable by others.
+    file.setPermissions(ownerOnly);
+    file.write(bytes);
+    // The rename keeps the temporary file's mode; set it again for a file replaced in place.
+    return file.commit() && QFile::setPermissions(path, ownerOnly);
 }
 
 } // namespace XdgPaths

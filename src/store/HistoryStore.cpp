@@ -4,7 +4,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace HistoryStore {
 
@@ -21,15 +20,7 @@ void save(const QString &fileName, const std::optional<QByteArray> &bytes)
         QFile::remove(fileName);
         return;
     }
-    QSaveFile file(fileName);
-    constexpr auto ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
-    if (!file.open(QIODevice::WriteOnly))
-        return;
-    // Owner-only before the first byte is written, so the text is never readable by others.
-    file.setPermissions(ownerOnly);
-    file.write(*bytes);
-    if (file.commit())
-        QFile::setPermissions(fileName, ownerOnly);
+    XdgPaths::writePrivateFile(fileName, *bytes);
 }
 
 std::optional<QByteArray> read(const QString &fileName)

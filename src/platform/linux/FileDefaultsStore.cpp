@@ -6,7 +6,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
-#include <QSaveFile>
 
 FileDefaultsStore::FileDefaultsStore(QString fileName)
     : fileName(std::move(fileName))
@@ -71,10 +70,5 @@ bool FileDefaultsStore::write()
             return false;
         keepsUnreadableFile = false;
     }
-    QSaveFile file(fileName);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-    file.write(QJsonDocument(values).toJson(QJsonDocument::Indented));
-    return file.commit();
+    return XdgPaths::writePrivateFile(fileName, QJsonDocument(values).toJson(QJsonDocument::Indented));
 }
