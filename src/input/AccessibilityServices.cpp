@@ -8,9 +8,9 @@ namespace {
 constexpr qint64 charactersAroundSelection = 200;
 constexpr qint64 largestValueRead = 2000;
 
-bool isSecure(const AccessibleElement &element)
+bool isSecure(const std::optional<QString> &role, const AccessibleElement &element)
 {
-    return element.role() == AccessibilityServices::secureFieldRole
+    return role == AccessibilityServices::secureFieldRole
         || element.subrole() == AccessibilityServices::secureFieldRole;
 }
 
@@ -53,10 +53,12 @@ std::optional<CaptureResult> captureContext(const AccessibilityTree &tree, bool 
     result.target.bundleIdentifier = application->bundleIdentifier;
     result.target.windowTitle = result.context.windowTitle;
     if (focused) {
-        result.target.focusedRole = focused->role().value_or(QString());
+        // Every read is a call into another application: the role is read once.
+        const std::optional<QString> role = focused->role();
+        result.target.focusedRole = role.value_or(QString());
         result.target.focusedIdentifier = focused->identifier().value_or(QString());
         result.target.focusedElementHash = focused->hash();
-        result.target.isSecure = isSecure(*focused);
+        result.target.isSecure = isSecure(role, *focused);
         if (ContextCapturePolicy::shouldReadText(includeText, result.target.isSecure)) {
             result.context.selectedText = firstCharacters(focused->selectedText().value_or(QString()));
             result.context.focusedText = surroundingText(*focused);
@@ -71,7 +73,7 @@ std::optional<QString> focusedValue(const AccessibilityTree &tree)
     if (!application)
         return std::nullopt;
     const std::unique_ptr<AccessibleElement> focused = tree.focusedElement(*application);
-    if (!focused || isSecure(*focused))
+    if (!focused || isSecure(focused->role(), *focused))
         return std::nullopt;
     return focused->value();
 }
