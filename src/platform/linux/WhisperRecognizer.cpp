@@ -190,7 +190,13 @@ WhisperRecognizer::WhisperRecognizer(Options options)
     , language(this->options.language.toUtf8())
 { }
 
-WhisperRecognizer::~WhisperRecognizer() = default;
+WhisperRecognizer::~WhisperRecognizer()
+{
+    if (whisperState != nullptr)
+        whisper_free_state(whisperState);
+    if (parakeetState != nullptr)
+        parakeet_free_state(parakeetState);
+}
 
 std::expected<void, QString> WhisperRecognizer::prepare(const QStringList &contextualStrings)
 {
@@ -199,12 +205,18 @@ std::expected<void, QString> WhisperRecognizer::prepare(const QStringList &conte
         if (!loaded)
             return std::unexpected(loaded.error());
         parakeet = *loaded;
+        parakeetState = parakeet_init_state(parakeet->context());
     } else {
         std::expected<std::shared_ptr<WhisperModel>, QString> loaded = WhisperModel::load(options.modelFile);
         if (!loaded)
             return std::unexpected(loaded.error());
         model = *loaded;
+        whisperState = whisper_init_state(model->context());
     }
+    // One decoding state for the whole session: the open segment is decoded again and again.
+    if (whisperState == nullptr && parakeetState == nullptr)
+        return std::unexpected(
+            QCoreApplication::translate("WhisperRecognizer", "音声認識の作業領域を確保できません。"));
     if (!options.vadModelFile.isEmpty()) {
         std::expected<std::unique_ptr<VoiceActivity>, QString> vad = VoiceActivity::load(options.vadModelFile);
         if (!vad)
@@ -248,10 +260,7 @@ void WhisperRecognizer::cancel()
 
 std::expected<QString, QString> WhisperRecognizer::decodeWithParakeet(const std::vector<float> &samples)
 {
-    parakeet_state *state = parakeet_init_state(parakeet->context());
-    if (state == nullptr)
-        return std::unexpected(
-            QCoreApplication::translate("WhisperRecognizer", "音声認識の作業領域を確保できません。"));
+    parakeet_state *state = parakeetState;
     parakeet_full_params parameters = parakeet_full_default_params(PARAKEET_SAMPLING_GREEDY);
     parameters.n_threads = threadCount(options.threads);
     parameters.no_context = true;
@@ -264,7 +273,6 @@ std::expected<QString, QString> WhisperRecognizer::decodeWithParakeet(const std:
         for (int i = 0; i < parakeet_full_n_segments_from_state(state); ++i)
             text += QString::fromUtf8(parakeet_full_get_segment_text_from_state(state, i));
     }
-    parakeet_free_state(state);
     if (status != 0 && !isCancelled)
         return std::unexpected(
             QCoreApplication::translate("WhisperRecognizer", "音声認識に失敗しました（%1）。").arg(status));
@@ -275,10 +283,7 @@ std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<floa
 {
     if (parakeet)
         return decodeWithParakeet(samples);
-    whisper_state *state = whisper_init_state(model->context());
-    if (state == nullptr)
-        return std::unexpected(
-            QCoreApplication::translate("WhisperRecognizer", "音声認識の作業領域を確保できません。"));
+    whisper_state *state = whisperState;
     whisper_full_params parameters = whisper_full_default_params(WHISPER_SAMPLING_GREEDY);
     parameters.n_threads = threadCount(options.threads);
     parameters.language = language.constData();
@@ -306,7 +311,6 @@ std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<floa
         for (int i = 0; i < whisper_full_n_segments_from_state(state); ++i)
             text += QString::fromUtf8(whisper_full_get_segment_text_from_state(state, i));
     }
-    whisper_free_state(state);
     if (status != 0 && !isCancelled)
         return std::unexpected(
             QCoreApplication::translate("WhisperRecognizer", "音声認識に失敗しました（%1）。").arg(status));

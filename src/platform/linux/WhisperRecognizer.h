@@ -11,6 +11,8 @@
 #include <vector>
 
 struct parakeet_context;
+struct parakeet_state;
+struct whisper_state;
 struct whisper_context;
 struct whisper_vad_context;
 
@@ -83,8 +85,8 @@ private:
 // open segment (everything since the last final result) is decoded again each time `pace` of new
 // audio has come in (a volatile result); when the VAD hears a pause after speech, the segment up to
 // the pause is decoded once more and given as a final result; at the end of input the rest is.
-// Each decode encodes only the segment's own length (audio_ctx cut to it), not 30 s. Cancelling
-// stops a decode within a few milliseconds.
+// Each decode encodes only the segment's own length (audio_ctx cut to it), not 30 s. A cancel is
+// seen between the engine's encoder and decoder runs, so it waits for an encode under way.
 class WhisperRecognizer final : public SpeechRecognizer
 {
 public:
@@ -118,6 +120,8 @@ private:
     Options options;
     std::shared_ptr<WhisperModel> model;
     std::shared_ptr<ParakeetModel> parakeet;
+    whisper_state *whisperState = nullptr;
+    parakeet_state *parakeetState = nullptr;
     std::unique_ptr<VoiceActivity> voice;
     QByteArray initialPrompt;
     QByteArray language;
