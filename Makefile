@@ -20,11 +20,12 @@ deps:
 	@tools/install-deps
 
 # whisper.cpp and ggml are built once per machine into ~/.cache/sorawen (third_party/build-engines);
-# the build folder is configured again only when that prefix changes.
+# the build folder is configured again, afresh (so no path into the old prefix survives in the cache),
+# only when that prefix changes.
 configure: deps
 	@prefix=$$(third_party/build-engines) && \
 	if ! grep -qx "SORAWEN_ENGINES_PREFIX:PATH=$$prefix" $(BUILD_DIR)/CMakeCache.txt 2>/dev/null; then \
-		cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) -DSORAWEN_ENGINES_PREFIX=$$prefix; \
+		cmake --fresh -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) -DSORAWEN_ENGINES_PREFIX=$$prefix; \
 	fi
 
 build: configure

@@ -23,4 +23,6 @@ public:
 namespace DefaultsKeys {
 inline const QString settings = QStringLiteral("settings");
 inline const QString onboardingCompleted = QStringLiteral("onboardingCompleted");
+// Which language model rewrites dictations (see LanguageModelChoice).
+inline const QString languageModel = QStringLiteral("languageModel");
 } // namespace DefaultsKeys

@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <expected>
+#include <functional>
 #include <memory>
 
 // One conversation with a language model, made from an instructions text. `respond` blocks its
@@ -17,6 +18,9 @@ public:
     virtual std::expected<void, QString> prewarm() = 0;
     virtual std::expected<QString, QString> respond(const QString &prompt) = 0;
     virtual void cancel() = 0;
+
+    // For timing: called on the answering thread once the first token of an answer is known.
+    std::function<void()> onFirstToken;
 };
 
 class LanguageModel

@@ -18,9 +18,11 @@ struct ModelFile {
     friend bool operator==(const ModelFile &, const ModelFile &) = default;
 };
 
-// The files each recognition language needs: its recognition model and the voice-activity model.
+// The files each recognition language needs: its recognition model and the voice-activity model;
+// and the language model that rewrites dictations in both languages.
 namespace ModelCatalogue {
 std::vector<ModelFile> filesFor(const QString &localeIdentifier);
 ModelFile voiceActivityModel();
 ModelFile recognitionModel(const QString &localeIdentifier);
+ModelFile languageModel();
 } // namespace ModelCatalogue

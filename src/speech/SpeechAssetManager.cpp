@@ -2,6 +2,9 @@
 
 #include "platform/SpeechModelStore.h"
 
+#include <QCoreApplication>
+#include <QFile>
+
 SpeechAssetManager::SpeechAssetManager(SpeechModelStore &store)
     : store(store)
 { }
@@ -15,23 +18,42 @@ bool SpeechAssetManager::isInstalled(const QString &localeIdentifier) const
 
 std::expected<void, QString> SpeechAssetManager::ensureInstalled(const QString &localeIdentifier)
 {
+    return ensureFiles(localeIdentifier, ModelCatalogue::filesFor(localeIdentifier));
+}
+
+std::expected<void, QString> SpeechAssetManager::ensureLanguageModelInstalled()
+{
+    return ensureFiles(languageModelKey, {ModelCatalogue::languageModel()});
+}
+
+std::expected<QString, QString> SpeechAssetManager::installedLanguageModel() const
+{
+    const QString path = store.pathOf(ModelCatalogue::languageModel());
+    if (!QFile::exists(path))
+        return std::unexpected(
+            QCoreApplication::translate("SpeechAssetManager", "言語モデルがまだインストールされていません（%1）")
+                .arg(path));
+    return path;
+}
+
+std::expected<void, QString> SpeechAssetManager::ensureFiles(const QString &key, const std::vector<ModelFile> &files)
+{
     return executor
-        .run([this, localeIdentifier]() -> std::expected<void, QString> {
-            if (installed.contains(localeIdentifier))
+        .run([this, key, files]() -> std::expected<void, QString> {
+            if (installed.contains(key))
                 return {};
-            const std::expected<std::vector<ModelFile>, QString> missing
-                = store.missingFiles(ModelCatalogue::filesFor(localeIdentifier));
+            const std::expected<std::vector<ModelFile>, QString> missing = store.missingFiles(files);
             if (!missing)
                 return std::unexpected(missing.error());
             for (size_t i = 0; i < missing->size(); ++i) {
                 const auto progress = [&](double fraction) {
                     if (onProgress)
-                        onProgress(localeIdentifier, (double(i) + fraction) / double(missing->size()));
+                        onProgress(key, (double(i) + fraction) / double(missing->size()));
                 };
                 if (std::expected<void, QString> downloaded = store.download((*missing)[i], progress); !downloaded)
                     return downloaded;
             }
-            installed.insert(localeIdentifier);
+            installed.insert(key);
             return {};
         })
         .result();

@@ -45,7 +45,9 @@ int usageError(const QString &message);
 } // namespace Cli
 
 int runCleanCommand(const QStringList &arguments);
+int runInstallCommand(const QStringList &arguments);
 int runMergeCommand(const QStringList &arguments);
+int runPolishCommand(const QStringList &arguments);
 int runPromptCommand(const QStringList &arguments);
 int runSettingsCommand(const QStringList &arguments);
 int runTranscribeCommand(const QStringList &arguments);

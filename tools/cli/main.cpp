@@ -17,6 +17,11 @@ constexpr std::array commands{
         "[--utterance < text]",
         runPromptCommand},
     CliCommand{"settings", "settings < stored.json", runSettingsCommand},
+    CliCommand{"polish",
+        "polish --language ja_JP|en_US [--model PATH | --endpoint URL [--endpoint-model NAME]] [--timeout S] "
+        "< utterance",
+        runPolishCommand},
+    CliCommand{"install", "install ja_JP|en_US|language-model", runInstallCommand},
     CliCommand{"transcribe",
         "transcribe FILE.wav [--model PATH] [--engine whisper|parakeet] [--vad PATH] [--language ja_JP|en_US] [--fast]",
         runTranscribeCommand},

@@ -1,0 +1,252 @@
+#include "platform/linux/OpenAiChatModel.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+
+#include <mutex>
+
+namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("LanguageModel", text);
+}
+
+constexpr int prewarmTimeoutMs = 15000;
+
+// Where a running request can be reached from another thread, to abort it.
+class Cancellation
+{
+public:
+    void cancel()
+    {
+        std::scoped_lock guard(lock);
+        cancelled = true;
+        if (active != nullptr)
+            QMetaObject::invokeMethod(active, &QNetworkReply::abort, Qt::QueuedConnection);
+    }
+    bool isCancelled()
+    {
+        std::scoped_lock guard(lock);
+        return cancelled;
+    }
+    // False when cancelled already.
+    bool attach(QNetworkReply *reply)
+    {
+        std::scoped_lock guard(lock);
+        active = reply;
+        return !cancelled;
+    }
+    void detach()
+    {
+        std::scoped_lock guard(lock);
+        active = nullptr;
+    }
+
+private:
+    std::mutex lock;
+    bool cancelled = false;
+    QNetworkReply *active = nullptr;
+};
+
+QUrl endpoint(const QUrl &base, const char *path)
+{
+    QUrl url = base;
+    QString basePath = url.path();
+    while (basePath.endsWith(u'/'))
+        basePath.chop(1);
+    url.setPath(basePath + QLatin1StringView(path));
+    return url;
+}
+
+// The server's own words for a failure, when its body carries them.
+QString serverMessage(const QByteArray &body)
+{
+    const QJsonValue error = QJsonDocument::fromJson(body).object().value(QLatin1StringView("error"));
+    if (error.isString())
+        return error.toString();
+    if (const QString message = error.toObject().value(QLatin1StringView("message")).toString(); !message.isEmpty())
+        return message;
+    return QString::fromUtf8(body.left(200)).simplified();
+}
+
+// One request, run to its end on the calling thread. Nothing (a JSON body) for GET.
+std::expected<QByteArray, QString> exchange(
+    const QUrl &url, const std::optional<QByteArray> &body, int timeoutMs, Cancellation *cancellation)
+{
+    QNetworkAccessManager manager;
+    QNetworkRequest request(url);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+    request.setTransferTimeout(timeoutMs);
+    QNetworkReply *reply = body ? manager.post(request, *body) : manager.get(request);
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    if (cancellation != nullptr && !cancellation->attach(reply))
+        reply->abort();
+    if (!reply->isFinished())
+        loop.exec();
+    if (cancellation != nullptr)
+        cancellation->detach();
+    reply->deleteLater();
+
+    if (cancellation != nullptr && cancellation->isCancelled())
+        return std::unexpected(tr("清書を取り消しました"));
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const QByteArray answer = reply->readAll();
+    if (status >= 400)
+        return std::unexpected(
+            tr("言語モデルのサーバーがエラーを返しました（HTTP %1）: %2").arg(status).arg(serverMessage(answer)));
+    switch (reply->error()) {
+    case QNetworkReply::NoError: return answer;
+    case QNetworkReply::ConnectionRefusedError:
+        return std::unexpected(tr("言語モデルのサーバーに接続できません: %1").arg(url.toDisplayString()));
+    case QNetworkReply::OperationCanceledError:
+    case QNetworkReply::TimeoutError:
+        return std::unexpected(tr("言語モデルのサーバーから応答がありません: %1").arg(url.toDisplayString()));
+    default: return std::unexpected(tr("言語モデルのサーバーと通信できません: %1").arg(reply->errorString()));
+    }
+}
+
+QString unreadable()
+{
+    return tr("言語モデルのサーバーの応答を読めません");
+}
+
+QByteArray chatRequest(const QString &model, const QString &instructions, const QString &prompt, int maximumTokens)
+{
+    const QJsonArray messages{
+        QJsonObject{{QStringLiteral("role"), QStringLiteral("system")}, {QStringLiteral("content"), instructions}},
+        QJsonObject{{QStringLiteral("role"), QStringLiteral("user")}, {QStringLiteral("content"), prompt}},
+    };
+    QJsonObject request{{QStringLiteral("messages"), messages}, {QStringLiteral("temperature"), 0},
+        {QStringLiteral("stream"), false}, {QStringLiteral("max_tokens"), maximumTokens}};
+    if (!model.isEmpty())
+        request.insert(QStringLiteral("model"), model);
+    return QJsonDocument(request).toJson(QJsonDocument::Compact);
+}
+
+} // namespace
+
+struct OpenAiChatModel::Shared {
+    const Options options;
+    std::mutex lock;
+    QString resolvedModel;
+    // The model object's pool for background requests; none once the model object is going away.
+    QThreadPool *prewarms = nullptr;
+
+    explicit Shared(Options options)
+        : options(std::move(options))
+    { }
+
+    // The model to ask for: the configured one, or the first the server lists (asked once).
+    std::expected<QString, QString> modelName(Cancellation *cancellation)
+    {
+        if (!options.model.isEmpty())
+            return options.model;
+        {
+            std::scoped_lock guard(lock);
+            if (!resolvedModel.isEmpty())
+                return resolvedModel;
+        }
+        const std::expected<QByteArray, QString> listing
+            = exchange(endpoint(options.baseUrl, "/models"), std::nullopt, options.requestTimeoutMs, cancellation);
+        if (!listing)
+            return std::unexpected(listing.error());
+        const QJsonValue data = QJsonDocument::fromJson(*listing).object().value(QLatin1StringView("data"));
+        if (!data.isArray())
+            return std::unexpected(unreadable());
+        const QString first = data.toArray().first().toObject().value(QLatin1StringView("id")).toString();
+        if (first.isEmpty())
+            return std::unexpected(tr("言語モデルのサーバーにモデルがありません"));
+        std::scoped_lock guard(lock);
+        resolvedModel = first;
+        return first;
+    }
+};
+
+namespace {
+
+class OpenAiChatSession final : public LanguageModelSession
+{
+public:
+    OpenAiChatSession(std::shared_ptr<OpenAiChatModel::Shared> shared, const QString &instructions)
+        : shared(std::move(shared))
+        , instructions(instructions)
+    { }
+
+    std::expected<void, QString> prewarm() override
+    {
+        // Sent in the background: a server that is slow to answer must not hold up the caller.
+        const QUrl url = endpoint(shared->options.baseUrl, "/chat/completions");
+        std::scoped_lock guard(shared->lock);
+        if (shared->prewarms != nullptr) {
+            shared->prewarms->start([shared = shared, url, instructions = instructions] {
+                if (const std::expected<QString, QString> model = shared->modelName(nullptr); model)
+                    exchange(url, chatRequest(*model, instructions, QStringLiteral("."), 1), prewarmTimeoutMs, nullptr);
+            });
+        }
+        return {};
+    }
+
+    std::expected<QString, QString> respond(const QString &prompt) override
+    {
+        const std::expected<QString, QString> model = shared->modelName(&cancellation);
+        if (!model)
+            return std::unexpected(model.error());
+        // No tokenizer here: one token per UTF-16 unit bounds any tokenizer's count from above.
+        const int cap = 2 * int(prompt.size()) + 16;
+        const std::expected<QByteArray, QString> answer
+            = exchange(endpoint(shared->options.baseUrl, "/chat/completions"),
+                chatRequest(*model, instructions, prompt, cap), shared->options.requestTimeoutMs, &cancellation);
+        if (!answer)
+            return std::unexpected(answer.error());
+        // Without streaming the first token arrives with the whole answer.
+        if (onFirstToken)
+            onFirstToken();
+        const QJsonObject choice = QJsonDocument::fromJson(*answer)
+                                       .object()
+                                       .value(QLatin1StringView("choices"))
+                                       .toArray()
+                                       .first()
+                                       .toObject();
+        const QJsonValue content
+            = choice.value(QLatin1StringView("message")).toObject().value(QLatin1StringView("content"));
+        if (!content.isString())
+            return std::unexpected(unreadable());
+        if (choice.value(QLatin1StringView("finish_reason")).toString() == u"length")
+            return std::unexpected(tr("清書が長くなりすぎたため打ち切りました（%1 トークン）").arg(cap));
+        return content.toString();
+    }
+
+    void cancel() override { cancellation.cancel(); }
+
+private:
+    std::shared_ptr<OpenAiChatModel::Shared> shared;
+    const QString instructions;
+    Cancellation cancellation;
+};
+
+} // namespace
+
+OpenAiChatModel::OpenAiChatModel(Options options)
+    : shared(std::make_shared<Shared>(std::move(options)))
+{
+    prewarms.setMaxThreadCount(1);
+    shared->prewarms = &prewarms;
+}
+
+OpenAiChatModel::~OpenAiChatModel()
+{
+    std::scoped_lock guard(shared->lock);
+    shared->prewarms = nullptr;
+}
+
+std::shared_ptr<LanguageModelSession> OpenAiChatModel::makeSession(const QString &instructions)
+{
+    return std::make_shared<OpenAiChatSession>(shared, instructions);
+}

@@ -1,0 +1,184 @@
+#include "platform/linux/LlamaLanguageModel.h"
+#include "TinyLanguageModel.h"
+#include "WaitFor.h"
+#include "platform/SystemClock.h"
+#include "text/PolishingService.h"
+#include "text/PromptBuilder.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFutureWatcher>
+#include <QTemporaryDir>
+#include <QThreadPool>
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+namespace {
+
+using TinyLanguageModel::Answer;
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("LanguageModel", text);
+}
+
+// The generated models, written once for all the tests.
+class Models
+{
+public:
+    static const Models &get()
+    {
+        static const Models models;
+        return models;
+    }
+    QString path(const char *name) const { return folder.filePath(QLatin1StringView(name)); }
+
+private:
+    Models()
+    {
+        TinyLanguageModel::write(path("ends.gguf"), Answer::endsAtOnce);
+        TinyLanguageModel::write(path("endless.gguf"), Answer::neverEnds);
+        TinyLanguageModel::Shape slower;
+        slower.embedding = 256;
+        slower.feedForward = 512;
+        slower.layers = 4;
+        slower.contextLength = 4096;
+        TinyLanguageModel::write(path("slower.gguf"), Answer::neverEnds, slower);
+        QFile text(path("notes.gguf"));
+        text.open(QIODevice::WriteOnly);
+        text.write("these are notes, not a model\n");
+        QFile whole(path("ends.gguf"));
+        whole.open(QIODevice::ReadOnly);
+        QFile truncated(path("truncated.gguf"));
+        truncated.open(QIODevice::WriteOnly);
+        truncated.write(whole.read(whole.size() / 2));
+    }
+    QTemporaryDir folder;
+};
+
+LlamaLanguageModel modelAt(const QString &path)
+{
+    return LlamaLanguageModel({[path]() -> std::expected<QString, QString> { return path; }});
+}
+
+const QString instructions = PromptBuilder::englishBaseInstruction;
+
+TEST(LlamaLanguageModel, AnswersAfterReadingOnlyWhatFollowsThePrewarmedInstructions)
+{
+    LlamaLanguageModel model = modelAt(Models::get().path("ends.gguf"));
+    std::shared_ptr<LanguageModelSession> session = model.makeSession(instructions);
+    ASSERT_TRUE(session->prewarm());
+    const int afterPrewarm = LlamaLanguageModel::tokensRead(*session);
+    // Byte-level vocabulary: at least one token per few bytes of the instructions.
+    EXPECT_GT(afterPrewarm, int(instructions.toUtf8().size()) / 4);
+
+    bool firstToken = false;
+    session->onFirstToken = [&] { firstToken = true; };
+    const QString prompt
+        = PromptBuilder::wrapUtterance(QStringLiteral("so um we meet at noon"), RecognitionLanguage::english);
+    const std::expected<QString, QString> answer = session->respond(prompt);
+    ASSERT_TRUE(answer) << answer.error().toStdString();
+    EXPECT_EQ(*answer, QString());
+    EXPECT_TRUE(firstToken);
+    // The prompt and the template's few tokens around it, not the instructions again.
+    const int forAnswer = LlamaLanguageModel::tokensRead(*session) - afterPrewarm;
+    EXPECT_GT(forAnswer, 0);
+    EXPECT_LE(forAnswer, int(prompt.toUtf8().size()) + 16);
+
+    // A cold session reads everything.
+    std::shared_ptr<LanguageModelSession> cold = model.makeSession(instructions);
+    ASSERT_TRUE(cold->respond(prompt));
+    EXPECT_GT(LlamaLanguageModel::tokensRead(*cold), afterPrewarm + forAnswer / 2);
+}
+
+TEST(LlamaLanguageModel, AnAnswerThatDoesNotEndIsCutAtTheCap)
+{
+    LlamaLanguageModel model = modelAt(Models::get().path("endless.gguf"));
+    std::shared_ptr<LanguageModelSession> session = model.makeSession(instructions);
+    ASSERT_TRUE(session->prewarm());
+    const int before = LlamaLanguageModel::tokensRead(*session);
+    const std::expected<QString, QString> answer = session->respond(QStringLiteral("abc"));
+    ASSERT_FALSE(answer);
+    EXPECT_TRUE(answer.error().contains(tr("清書が長くなりすぎたため打ち切りました（%1 トークン）").left(10)))
+        << answer.error().toStdString();
+    // "abc" is at most 4 tokens: the cap is at most 24, and the answer read no more than that
+    // beyond the prompt's turn.
+    EXPECT_LE(LlamaLanguageModel::tokensRead(*session) - before, LlamaLanguageModel::answerCap(4) + 24);
+}
+
+TEST(LlamaLanguageModel, CancelStopsARunningAnswerAndEveryLaterOne)
+{
+    LlamaLanguageModel model = modelAt(Models::get().path("slower.gguf"));
+    std::shared_ptr<LanguageModelSession> session = model.makeSession(instructions);
+    std::promise<void> started;
+    session->onFirstToken = [&] { started.set_value(); };
+    auto answer
+        = std::async(std::launch::async, [&] { return session->respond(QStringLiteral("word ").repeated(300)); });
+    started.get_future().wait();
+    session->cancel();
+    const std::expected<QString, QString> result = answer.get();
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error(), tr("清書を取り消しました"));
+    EXPECT_EQ(session->respond(QStringLiteral("again")).error(), tr("清書を取り消しました"));
+}
+
+TEST(LlamaLanguageModel, BadModelFilesGiveAReasonInsteadOfAnAnswer)
+{
+    const struct {
+        const char *file;
+        const char *reason;
+    } cases[]{
+        {"missing.gguf", "言語モデルのファイルがありません: %1"},
+        {"notes.gguf", "言語モデルのファイルではありません: %1"},
+        {"truncated.gguf", "言語モデルを読み込めませんでした（壊れているか対応していない形式です）: %1"},
+    };
+    for (const auto &c : cases) {
+        const QString path = Models::get().path(c.file);
+        LlamaLanguageModel model = modelAt(path);
+        std::shared_ptr<LanguageModelSession> session = model.makeSession(instructions);
+        const std::expected<QString, QString> answer = session->respond(QStringLiteral("hello"));
+        ASSERT_FALSE(answer) << c.file;
+        EXPECT_EQ(answer.error(), tr(c.reason).arg(path)) << c.file;
+        EXPECT_FALSE(session->prewarm()) << c.file;
+    }
+
+    LlamaLanguageModel notInstalled(
+        {[]() -> std::expected<QString, QString> { return std::unexpected(QStringLiteral("not installed yet")); }});
+    EXPECT_EQ(notInstalled.makeSession(instructions)->respond(QStringLiteral("hi")).error(), u"not installed yet");
+}
+
+template<typename T>
+T resultOf(const QFuture<T> &future)
+{
+    EXPECT_TRUE(waitFor([&] { return future.isFinished(); }, 30000));
+    return future.result();
+}
+
+TEST(LlamaLanguageModel, ThroughTheServiceALongRewriteTimesOutAndStops)
+{
+    LlamaLanguageModel model = modelAt(Models::get().path("slower.gguf"));
+    SystemClock clock;
+    PolishingService service(model, clock);
+    const QString utterance = QStringLiteral("one two three four five ").repeated(60);
+    resultOf(service.prepare(instructions, 7).then([] { return 0; }));
+    const PolishingOutcome::Value outcome
+        = resultOf(service.polish(utterance, instructions, RecognitionLanguage::english, 7, 0.25));
+    EXPECT_EQ(outcome, PolishingOutcome::Value(PolishingOutcome::TimedOut{}));
+    // The cancelled rewrite leaves the pool: it no longer computes.
+    EXPECT_TRUE(QThreadPool::globalInstance()->waitForDone(5000));
+}
+
+TEST(LlamaLanguageModel, ThroughTheServiceAFinishedAnswerIsPolished)
+{
+    LlamaLanguageModel model = modelAt(Models::get().path("ends.gguf"));
+    SystemClock clock;
+    PolishingService service(model, clock);
+    const PolishingOutcome::Value outcome
+        = resultOf(service.polish(QStringLiteral("hello"), instructions, RecognitionLanguage::english, 1, 10));
+    EXPECT_EQ(outcome, PolishingOutcome::Value(PolishingOutcome::Polished{QString()}));
+}
+
+} // namespace
