@@ -1,11 +1,15 @@
 #include "speech/SpeechAssetManager.h"
 #include "platform/SpeechModelStore.h"
 
+#include <QFile>
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
 namespace {
 
-// A store whose files appear once downloaded, and whose downloads fail on demand.
+// A store whose files appear once downloaded (as empty files when it has a folder), and whose
+// downloads fail on demand.
 class FakeStore final : public SpeechModelStore
 {
 public:
@@ -13,6 +17,7 @@ public:
     int checks = 0;
     QStringList downloads;
     std::optional<QString> failure;
+    QString folder;
 
     std::expected<std::vector<ModelFile>, QString> missingFiles(const std::vector<ModelFile> &files) override
     {
@@ -32,9 +37,16 @@ public:
         progress(0.5);
         progress(1.0);
         present.insert(file.name);
+        if (!folder.isEmpty()) {
+            QFile placed(pathOf(file));
+            placed.open(QIODevice::WriteOnly);
+        }
         return {};
     }
-    QString pathOf(const ModelFile &file) const override { return file.name; }
+    QString pathOf(const ModelFile &file) const override
+    {
+        return folder.isEmpty() ? file.name : folder + u'/' + file.name;
+    }
 };
 
 TEST(SpeechAssetManager, InstallsOncePerLanguageAndRun)
@@ -80,6 +92,25 @@ TEST(SpeechAssetManager, NothingToInstallStillRecordsTheLanguage)
     ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("en_US")));
     EXPECT_TRUE(store.downloads.isEmpty());
     EXPECT_TRUE(manager.isInstalled(QStringLiteral("en_US")));
+}
+
+TEST(SpeechAssetManager, TheLanguageModelIsInstalledOnlyWhenAskedFor)
+{
+    QTemporaryDir folder;
+    FakeStore store;
+    store.folder = folder.path();
+    SpeechAssetManager manager(store);
+    QStringList progressKeys;
+    manager.onProgress = [&](const QString &what, double) { progressKeys.append(what); };
+
+    ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("en_US")));
+    EXPECT_FALSE(store.downloads.contains(ModelCatalogue::languageModel().name));
+    EXPECT_FALSE(manager.installedLanguageModel());
+
+    ASSERT_TRUE(manager.ensureLanguageModelInstalled());
+    EXPECT_EQ(store.downloads.last(), ModelCatalogue::languageModel().name);
+    EXPECT_EQ(progressKeys.last(), SpeechAssetManager::languageModelKey);
+    EXPECT_EQ(manager.installedLanguageModel(), store.pathOf(ModelCatalogue::languageModel()));
 }
 
 } // namespace

@@ -1,0 +1,178 @@
+#include "platform/linux/OpenAiChatModel.h"
+#include "ManualClock.h"
+#include "WaitFor.h"
+#include "text/PolishingService.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QThreadPool>
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("LanguageModel", text);
+}
+
+// A chat endpoint on the loopback interface. The first path segment picks its behaviour:
+// /good answers, /error fails with 500, /garbage answers something that is not JSON, /length
+// answers with a cut answer, /hang never answers. Every path answers /…/v1/models with one model.
+class ChatServer : public QObject
+{
+public:
+    QList<QJsonObject> chatRequests;
+    QList<QByteArray> paths;
+
+    ChatServer()
+    {
+        server.listen(QHostAddress::LocalHost);
+        QObject::connect(&server, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket *socket = server.nextPendingConnection())
+                serve(socket);
+        });
+    }
+    QUrl base(const char *mode) const
+    {
+        return QUrl(QStringLiteral("http://127.0.0.1:%1/%2/v1").arg(server.serverPort()).arg(QLatin1StringView(mode)));
+    }
+
+private:
+    void serve(QTcpSocket *socket)
+    {
+        auto request = std::make_shared<QByteArray>();
+        QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket, request] {
+            request->append(socket->readAll());
+            const qsizetype headerEnd = request->indexOf("\r\n\r\n");
+            if (headerEnd < 0)
+                return;
+            qsizetype length = 0;
+            for (const QByteArray &line : request->left(headerEnd).split('\n')) {
+                if (line.toLower().startsWith("content-length:"))
+                    length = line.mid(15).trimmed().toLongLong();
+            }
+            if (request->size() < headerEnd + 4 + length)
+                return;
+            respond(socket, request->split(' ').value(1), request->mid(headerEnd + 4, length));
+        });
+    }
+
+    void respond(QTcpSocket *socket, const QByteArray &path, const QByteArray &body)
+    {
+        paths.append(path);
+        const QByteArray mode = path.split('/').value(1);
+        QByteArray status = "200 OK";
+        QByteArray content;
+        if (path.endsWith("/models")) {
+            content = R"({"object":"list","data":[{"id":"listed-model","object":"model"}]})";
+        } else {
+            chatRequests.append(QJsonDocument::fromJson(body).object());
+            if (mode == "hang")
+                return;
+            if (mode == "error") {
+                status = "500 Internal Server Error";
+                content = R"({"error":{"message":"model failed to load","type":"server_error"}})";
+            } else if (mode == "garbage") {
+                content = "<html>not what you asked for</html>";
+            } else {
+                const char *reason = mode == "length" ? "length" : "stop";
+                content = QByteArray(
+                              R"({"choices":[{"index":0,"message":{"role":"assistant","content":"We meet at noon."},)")
+                    + R"("finish_reason":")" + reason + R"("}]})";
+            }
+        }
+        socket->write("HTTP/1.1 " + status + "\r\nContent-Type: application/json\r\nContent-Length: "
+            + QByteArray::number(content.size()) + "\r\nConnection: close\r\n\r\n" + content);
+        socket->flush();
+        socket->disconnectFromHost();
+    }
+
+    QTcpServer server;
+};
+
+std::expected<QString, QString> answerOf(LanguageModelSession &session, const QString &prompt)
+{
+    auto answer = std::async(std::launch::async, [&] { return session.respond(prompt); });
+    EXPECT_TRUE(waitFor([&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }, 20000));
+    return answer.get();
+}
+
+TEST(OpenAiChatModel, SendsTheInstructionsAndThePromptAndReturnsTheAnswer)
+{
+    ChatServer server;
+    for (const char *configured : {"local-model", ""}) {
+        OpenAiChatModel model({server.base("good"), QLatin1StringView(configured)});
+        std::shared_ptr<LanguageModelSession> session = model.makeSession(QStringLiteral("Rewrite the utterance."));
+        bool firstToken = false;
+        session->onFirstToken = [&] { firstToken = true; };
+        const std::expected<QString, QString> answer = answerOf(*session, QStringLiteral("we meet at noon"));
+        ASSERT_TRUE(answer) << answer.error().toStdString();
+        EXPECT_EQ(*answer, u"We meet at noon.");
+        EXPECT_TRUE(firstToken);
+
+        const QJsonObject request = server.chatRequests.last();
+        // Without a configured model, the first the server lists.
+        EXPECT_EQ(request.value(u"model").toString(), *configured ? u"local-model" : u"listed-model");
+        EXPECT_EQ(request.value(u"temperature").toDouble(), 0.0);
+        EXPECT_FALSE(request.value(u"stream").toBool(true));
+        const QJsonArray messages = request.value(u"messages").toArray();
+        ASSERT_EQ(messages.size(), 2);
+        EXPECT_EQ(messages[0].toObject().value(u"role").toString(), u"system");
+        EXPECT_EQ(messages[0].toObject().value(u"content").toString(), u"Rewrite the utterance.");
+        EXPECT_EQ(messages[1].toObject().value(u"content").toString(), u"we meet at noon");
+        EXPECT_EQ(server.paths.last(), "/good/v1/chat/completions");
+    }
+}
+
+TEST(OpenAiChatModel, FailuresBecomeReadableReasons)
+{
+    ChatServer server;
+    QTcpServer closed;
+    closed.listen(QHostAddress::LocalHost);
+    const QUrl refused(QStringLiteral("http://127.0.0.1:%1/v1").arg(closed.serverPort()));
+    closed.close();
+
+    const struct {
+        QUrl base;
+        QString reason;
+    } cases[]{
+        {server.base("error"),
+            tr("言語モデルのサーバーがエラーを返しました（HTTP %1）: %2").arg(500).arg(u"model failed to load")},
+        {server.base("garbage"), tr("言語モデルのサーバーの応答を読めません")},
+        {server.base("length"), tr("清書が長くなりすぎたため打ち切りました（%1 トークン）").arg(2 * 5 + 16)},
+        {refused,
+            tr("言語モデルのサーバーに接続できません: %1")
+                .arg(QStringLiteral("http://127.0.0.1:%1/v1/chat/completions").arg(refused.port()))},
+    };
+    for (const auto &c : cases) {
+        OpenAiChatModel model({c.base, QStringLiteral("m")});
+        std::shared_ptr<LanguageModelSession> session = model.makeSession(QStringLiteral("i"));
+        const std::expected<QString, QString> answer = answerOf(*session, QStringLiteral("hello"));
+        ASSERT_FALSE(answer) << c.base.toString().toStdString();
+        EXPECT_EQ(answer.error(), c.reason);
+    }
+}
+
+TEST(OpenAiChatModel, AnEndpointThatHangsTimesOutAndTheRequestIsAborted)
+{
+    ChatServer server;
+    OpenAiChatModel model({server.base("hang"), QStringLiteral("m")});
+    ManualClock clock;
+    PolishingService service(model, clock);
+    QFuture<PolishingOutcome::Value> outcome
+        = service.polish(QStringLiteral("hello"), QStringLiteral("i"), RecognitionLanguage::english, 1, 2);
+    ASSERT_TRUE(waitFor([&] { return server.chatRequests.size() == 1; }));
+    clock.advance(std::chrono::seconds(2));
+    ASSERT_TRUE(waitFor([&] { return outcome.isFinished(); }));
+    EXPECT_EQ(outcome.result(), PolishingOutcome::Value(PolishingOutcome::TimedOut{}));
+    // The cancel reached the blocked request: the rewrite's worker is free again.
+    EXPECT_TRUE(waitFor([] { return QThreadPool::globalInstance()->activeThreadCount() == 0; }));
+}
+
+} // namespace

@@ -1,0 +1,78 @@
+#include "store/LanguageModelChoice.h"
+#include "platform/DefaultsStore.h"
+
+#include <QHash>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class MemoryDefaults final : public DefaultsStore
+{
+public:
+    QHash<QString, QByteArray> values;
+
+    std::optional<QByteArray> bytes(const QString &key) const override
+    {
+        return values.contains(key) ? std::optional(values.value(key)) : std::nullopt;
+    }
+    bool setBytes(const QString &key, const QByteArray &value) override
+    {
+        values.insert(key, value);
+        return true;
+    }
+    std::optional<bool> boolean(const QString &) const override { return std::nullopt; }
+    bool setBoolean(const QString &, bool) override { return false; }
+};
+
+TEST(LanguageModelChoice, OnlyEndpointsOnThisMachineAreAccepted)
+{
+    const struct {
+        const char *text;
+        bool accepted;
+    } cases[]{
+        {"http://127.0.0.1:11434/v1", true},
+        {"http://localhost:8080/v1", true},
+        {"https://LOCALHOST/v1", true},
+        {"http://127.8.9.10:1234", true},
+        {"http://[::1]:1234/v1", true},
+        {"  http://127.0.0.1:1234/v1  ", true},
+        {"http://192.168.1.20:11434/v1", false},
+        {"http://api.example.com/v1", false},
+        {"http://127.0.0.1.example.com/v1", false},
+        {"http://128.0.0.1/v1", false},
+        {"http://127.0.0.256/v1", false},
+        {"ftp://127.0.0.1/v1", false},
+        {"127.0.0.1:11434", false},
+        {"", false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(LanguageModelChoice::endpointUrl(QLatin1StringView(c.text)).has_value(), c.accepted) << c.text;
+}
+
+TEST(LanguageModelChoice, StoredChoicesRoundTripAndBadOnesMeanTheInstalledModel)
+{
+    MemoryDefaults defaults;
+    EXPECT_EQ(LanguageModelChoice::load(defaults), LanguageModelChoice{});
+
+    const LanguageModelChoice endpoint{QUrl(QStringLiteral("http://127.0.0.1:11434/v1")), QStringLiteral("qwen2.5:3b")};
+    ASSERT_TRUE(endpoint.save(defaults));
+    EXPECT_EQ(LanguageModelChoice::load(defaults), endpoint);
+    EXPECT_TRUE(LanguageModelChoice::load(defaults).usesEndpoint());
+
+    const char *unusable[]{
+        "not json",
+        R"({"endpoint": 42, "model": "m"})",
+        R"({"endpoint": "http://example.com/v1", "model": "m"})",
+        R"(["http://127.0.0.1/v1"])",
+    };
+    for (const char *stored : unusable) {
+        defaults.values.insert(DefaultsKeys::languageModel, QByteArray(stored));
+        EXPECT_FALSE(LanguageModelChoice::load(defaults).usesEndpoint()) << stored;
+    }
+    // A model name of the wrong type is no name: the endpoint's first model.
+    defaults.values.insert(DefaultsKeys::languageModel, R"({"endpoint": "http://127.0.0.1/v1", "model": 3})");
+    EXPECT_EQ(LanguageModelChoice::load(defaults).model, QString());
+}
+
+} // namespace
