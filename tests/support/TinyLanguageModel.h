@@ -24,7 +24,7 @@ struct Shape {
     int feedForward = 128;
     // Ordinary tokens besides the control and byte tokens.
     int extraTokens = 32;
-    int contextLength = 1024;
+    int contextLength = 4096;
     // Weights stored quantised to 4 bits (Q4_K) instead of 32-bit floats; needs an embedding
     // size that is a multiple of 256.
     bool quantised = false;

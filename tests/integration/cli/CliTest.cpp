@@ -1,3 +1,4 @@
+#include "TinyLanguageModel.h"
 #include "store/RippletSettings.h"
 
 #include <QFile>
@@ -207,6 +208,51 @@ TEST(TranscribeCommand, RunsAWavFileThroughTheSpeechService)
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(runCli(c.arguments, {}).exitCode, c.exitCode);
+    }
+}
+
+TEST(PolishCommand, PrintsTheOutcomeAndTheTimings)
+{
+    QTemporaryDir folder;
+    const QString ends = folder.filePath(QStringLiteral("ends.gguf"));
+    const QString endless = folder.filePath(QStringLiteral("endless.gguf"));
+    ASSERT_TRUE(TinyLanguageModel::write(ends, TinyLanguageModel::Answer::endsAtOnce));
+    ASSERT_TRUE(TinyLanguageModel::write(endless, TinyLanguageModel::Answer::neverEnds));
+
+    struct Case {
+        const char *name;
+        QStringList arguments;
+        int exitCode;
+        QByteArray out;
+    };
+    const QStringList english{QStringLiteral("polish"), QStringLiteral("--language"), QStringLiteral("en_US")};
+    const Case cases[] = {
+        // The untrained model ends its answer at once: an empty rewrite.
+        {"answer", english + QStringList{QStringLiteral("--model"), ends}, 0, ""},
+        {"cut", english + QStringList{QStringLiteral("--model"), endless}, 1, "unavailable: "},
+        {"missing model", english + QStringList{QStringLiteral("--model"), QStringLiteral("/nonexistent.gguf")}, 1,
+            "unavailable: "},
+        {"endpoint elsewhere",
+            english + QStringList{QStringLiteral("--endpoint"), QStringLiteral("http://example.com/v1")}, 2, ""},
+        {"both",
+            english
+                + QStringList{QStringLiteral("--model"), ends, QStringLiteral("--endpoint"),
+                    QStringLiteral("http://127.0.0.1:9/v1")},
+            2, ""},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        QProcess process;
+        process.start(QStringLiteral(SORAWEN_CLI), c.arguments);
+        process.write("so um we meet at noon");
+        process.closeWriteChannel();
+        ASSERT_TRUE(process.waitForFinished(60000));
+        EXPECT_EQ(process.exitCode(), c.exitCode);
+        const QByteArray out = process.readAllStandardOutput();
+        EXPECT_TRUE(c.out.isEmpty() ? out.isEmpty() : out.startsWith(c.out)) << out.toStdString();
+        if (c.exitCode != 2) {
+            EXPECT_TRUE(process.readAllStandardError().startsWith("prewarm ")) << c.name;
+        }
     }
 }
 

@@ -1,0 +1,139 @@
+#include "TinyLanguageModel.h"
+#include "platform/linux/LlamaLanguageModel.h"
+#include "store/RippletSettings.h"
+#include "text/PromptBuilder.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <chrono>
+
+// The rewrite engine's cost: time to the first token of a prepared session (instructions read
+// ahead) against a cold one, and tokens per second while answering. Models: a small random one
+// generated here; with --shape=1.5b a random model of the default language model's size and
+// quantisation (its figures are that model's cost on this machine); with --model=PATH a real GGUF.
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start)
+{
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+const QString &instructions()
+{
+    static const QString text = [] {
+        RippletSettings settings;
+        settings.language = RecognitionLanguage::japanese;
+        return PromptBuilder::build(settings, std::nullopt, std::nullopt, 800);
+    }();
+    return text;
+}
+
+const QString &prompt()
+{
+    static const QString text = PromptBuilder::wrapUtterance(
+        QStringLiteral("えーと明日の会議なんですけど、資料はたぶん午後までに送れると思います。よろしくお願いします"),
+        RecognitionLanguage::japanese);
+    return text;
+}
+
+struct Answer {
+    double firstToken = 0;
+    double total = 0;
+    int generated = 0;
+};
+
+// One answer; with `stopAtFirst` the session is cancelled as soon as the first token is known.
+Answer answer(LanguageModelSession &session, bool stopAtFirst)
+{
+    Answer result;
+    int readAtFirst = 0;
+    const Clock::time_point start = Clock::now();
+    session.onFirstToken = [&] {
+        result.firstToken = secondsSince(start);
+        readAtFirst = LlamaLanguageModel::tokensRead(session);
+        if (stopAtFirst)
+            session.cancel();
+    };
+    benchmark::DoNotOptimize(session.respond(prompt()));
+    result.total = secondsSince(start);
+    result.generated = LlamaLanguageModel::tokensRead(session) - readAtFirst;
+    return result;
+}
+
+void firstTokenAndSpeed(benchmark::State &state, const QString &path)
+{
+    LlamaLanguageModel model({[path]() -> std::expected<QString, QString> { return path; }});
+    // The model is loaded outside the measurement.
+    if (const auto loaded = model.makeSession(QStringLiteral("x"))->prewarm(); !loaded) {
+        state.SkipWithError(loaded.error().toStdString().c_str());
+        return;
+    }
+    for (auto _ : state) {
+        std::shared_ptr<LanguageModelSession> cold = model.makeSession(instructions());
+        const Answer coldAnswer = answer(*cold, true);
+
+        std::shared_ptr<LanguageModelSession> prepared = model.makeSession(instructions());
+        const Clock::time_point prewarmStart = Clock::now();
+        prepared->prewarm();
+        const double prewarm = secondsSince(prewarmStart);
+        const Answer preparedAnswer = answer(*prepared, false);
+
+        state.SetIterationTime(preparedAnswer.firstToken);
+        state.counters["prewarm_ms"] = prewarm * 1000;
+        state.counters["cold_first_token_ms"] = coldAnswer.firstToken * 1000;
+        state.counters["prepared_first_token_ms"] = preparedAnswer.firstToken * 1000;
+        state.counters["cold_to_prepared_ratio"] = coldAnswer.firstToken / preparedAnswer.firstToken;
+        state.counters["answer_tokens"] = preparedAnswer.generated;
+        state.counters["tokens_per_s"]
+            = double(preparedAnswer.generated) / std::max(preparedAnswer.total - preparedAnswer.firstToken, 1e-9);
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QString realModel;
+    bool largeShape = false;
+    std::vector<char *> rest;
+    for (int i = 0; i < argc; ++i) {
+        const QByteArray argument(argv[i]);
+        if (argument.startsWith("--model="))
+            realModel = QFile::decodeName(argument.mid(8));
+        else if (argument == "--shape=1.5b")
+            largeShape = true;
+        else
+            rest.push_back(argv[i]);
+    }
+    int restCount = int(rest.size());
+    benchmark::Initialize(&restCount, rest.data());
+
+    QTemporaryDir folder;
+    const QString generated = folder.filePath(QStringLiteral("generated.gguf"));
+    TinyLanguageModel::write(generated, TinyLanguageModel::Answer::neverEnds);
+    benchmark::RegisterBenchmark("generatedModel", firstTokenAndSpeed, generated)->UseManualTime()->Iterations(3);
+    if (largeShape) {
+        const QString large = folder.filePath(QStringLiteral("shaped-1.5b.gguf"));
+        TinyLanguageModel::write(large, TinyLanguageModel::Answer::neverEnds, TinyLanguageModel::oneAndAHalfBillion());
+        benchmark::RegisterBenchmark("randomModelOf1.5bShape", firstTokenAndSpeed, large)
+            ->UseManualTime()
+            ->Iterations(1)
+            ->Unit(benchmark::kMillisecond);
+    }
+    if (!realModel.isEmpty()) {
+        benchmark::RegisterBenchmark("givenModel", firstTokenAndSpeed, realModel)
+            ->UseManualTime()
+            ->Iterations(1)
+            ->Unit(benchmark::kMillisecond);
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
