@@ -11,6 +11,9 @@
 
 #include <memory>
 
+#include <csignal>
+#include <sys/resource.h>
+
 namespace {
 
 // A small HTTP server on the loopback interface. What it does depends on the path:
@@ -184,6 +187,35 @@ TEST(HttpModelStore, ADamagedInstalledFileCountsAsMissing)
     installed.resize(installed.size() / 2);
     installed.close();
     EXPECT_EQ(f.store.missingFiles({file}).value(), std::vector<ModelFile>{file});
+}
+
+// A disk that fills up during the download, made with a file-size limit on this process: the write
+// fails (EFBIG instead of the signal), the part written so far waits, and once there is room again
+// the download resumes and completes.
+TEST(HttpModelStore, ADiskThatFillsUpFailsTheDownloadAndKeepsThePart)
+{
+    Fixture f;
+    const ModelFile file = fileFor(f.body);
+    rlimit original{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &original), 0);
+    const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit small = original;
+    small.rlim_cur = rlim_t(f.body.size() / 3);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const std::expected<void, QString> full = f.download(file, "/file");
+    setrlimit(RLIMIT_FSIZE, &original);
+    std::signal(SIGXFSZ, previousHandler);
+
+    ASSERT_FALSE(full);
+    EXPECT_TRUE(full.error().startsWith(QStringLiteral("model.bin をダウンロードできませんでした: ")))
+        << full.error().toStdString();
+    EXPECT_FALSE(QFile::exists(f.store.pathOf(file)));
+    const qint64 kept = QFile(f.store.pathOf(file) + QStringLiteral(".part")).size();
+    EXPECT_GT(kept, 0);
+    EXPECT_LE(kept, f.body.size() / 3);
+
+    ASSERT_TRUE(f.download(file, "/file"));
+    EXPECT_EQ(contentOf(f.store.pathOf(file)), f.body);
 }
 
 } // namespace
