@@ -2,6 +2,21 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="ja">
 <context>
+    <name>EvdevKeySource</name>
+    <message>
+        <source>キーボードの一覧を取得できません（udev）。</source>
+        <translation>Cannot list the keyboards (udev).</translation>
+    </message>
+    <message>
+        <source>キーボードを読み取る権限がありません。「sudo usermod -aG input $USER」で input グループに参加し、ログインし直してください。</source>
+        <translation>No permission to read the keyboard. Join the input group with &quot;sudo usermod -aG input $USER&quot;, then log in again.</translation>
+    </message>
+    <message>
+        <source>キーボードが見つかりません。</source>
+        <translation>No keyboard found.</translation>
+    </message>
+</context>
+<context>
     <name>FlowState</name>
     <message>
         <source>待機中</source>
@@ -64,6 +79,148 @@
     </message>
 </context>
 <context>
+    <name>HttpModelStore</name>
+    <message>
+        <source>%1 をダウンロードできませんでした: %2</source>
+        <translation>Could not download %1: %2</translation>
+    </message>
+    <message>
+        <source>%1 を作れません</source>
+        <translation>Cannot create %1</translation>
+    </message>
+    <message>
+        <source>接続が途中で切れました</source>
+        <translation>The connection broke off</translation>
+    </message>
+    <message>
+        <source>チェックサムが一致しません</source>
+        <translation>The checksum does not match</translation>
+    </message>
+    <message>
+        <source>所定の場所に置けません</source>
+        <translation>Cannot put it in place</translation>
+    </message>
+</context>
+<context>
+    <name>LanguageModel</name>
+    <message>
+        <source>清書を取り消しました</source>
+        <translation>The rewrite was cancelled</translation>
+    </message>
+    <message>
+        <source>言語モデルのファイルがありません: %1</source>
+        <translation>The language model file is missing: %1</translation>
+    </message>
+    <message>
+        <source>言語モデルのファイルではありません: %1</source>
+        <translation>Not a language model file: %1</translation>
+    </message>
+    <message>
+        <source>言語モデルを読み込めませんでした（壊れているか対応していない形式です）: %1</source>
+        <translation>Could not load the language model (damaged or of an unsupported kind): %1</translation>
+    </message>
+    <message>
+        <source>指示と発話が長すぎて言語モデルに収まりません</source>
+        <translation>The instructions and the utterance are too long for the language model</translation>
+    </message>
+    <message>
+        <source>清書が長くなりすぎたため打ち切りました（%1 トークン）</source>
+        <translation>The rewrite grew too long and was cut off (%1 tokens)</translation>
+    </message>
+    <message>
+        <source>言語モデルがインストールされていません</source>
+        <translation>No language model is installed</translation>
+    </message>
+    <message>
+        <source>言語モデルのためのメモリが足りません</source>
+        <translation>Not enough memory for the language model</translation>
+    </message>
+    <message>
+        <source>言語モデルの会話形式に対応していません</source>
+        <translation>The language model&apos;s chat format is not supported</translation>
+    </message>
+    <message>
+        <source>言語モデルの計算に失敗しました（%1）</source>
+        <translation>The language model failed (%1)</translation>
+    </message>
+    <message>
+        <source>言語モデルのサーバーがエラーを返しました（HTTP %1）: %2</source>
+        <translation>The language model server answered with an error (HTTP %1): %2</translation>
+    </message>
+    <message>
+        <source>言語モデルのサーバーに接続できません: %1</source>
+        <translation>Cannot connect to the language model server: %1</translation>
+    </message>
+    <message>
+        <source>言語モデルのサーバーから応答がありません: %1</source>
+        <translation>The language model server does not answer: %1</translation>
+    </message>
+    <message>
+        <source>言語モデルのサーバーと通信できません: %1</source>
+        <translation>Cannot talk to the language model server: %1</translation>
+    </message>
+    <message>
+        <source>言語モデルのサーバーの応答を読めません</source>
+        <translation>Cannot read the language model server&apos;s answer</translation>
+    </message>
+    <message>
+        <source>言語モデルのサーバーにモデルがありません</source>
+        <translation>The language model server has no model</translation>
+    </message>
+</context>
+<context>
+    <name>LanguageModelChoice</name>
+    <message>
+        <source>http:// または https:// で始まるアドレスを指定してください</source>
+        <translation>Give an address that starts with http:// or https://</translation>
+    </message>
+    <message>
+        <source>このコンピューター上のサーバー（localhost や 127.0.0.1）だけを使えます</source>
+        <translation>Only a server on this computer (localhost or 127.0.0.1) can be used</translation>
+    </message>
+</context>
+<context>
+    <name>MecabTokenizer</name>
+    <message>
+        <source>日本語の辞書（MeCab）を読み込めませんでした: %1</source>
+        <translation>Could not load the Japanese dictionary (MeCab): %1</translation>
+    </message>
+</context>
+<context>
+    <name>PasteError</name>
+    <message>
+        <source>アクセシビリティの許可が必要です。</source>
+        <translation>Accessibility access is needed.</translation>
+    </message>
+    <message>
+        <source>パスワード欄には入力しません。</source>
+        <translation>Nothing is typed into password fields.</translation>
+    </message>
+    <message>
+        <source>入力先が変わったため入力せず、クリップボードも変更していません。</source>
+        <translation>The target changed, so nothing was typed and the clipboard was left as it was.</translation>
+    </message>
+    <message>
+        <source>入力を取り消しました。</source>
+        <translation>The insertion was cancelled.</translation>
+    </message>
+</context>
+<context>
+    <name>PulseAudioEngine</name>
+    <message>
+        <source>音声システムを使えません。</source>
+        <translation>The sound system cannot be used.</translation>
+    </message>
+    <message>
+        <source>利用できるマイクがありません。</source>
+        <translation>No microphone is available.</translation>
+    </message>
+    <message>
+        <source>音声サーバー（PulseAudio / PipeWire）に接続できません。</source>
+        <translation>Cannot connect to the sound server (PulseAudio / PipeWire).</translation>
+    </message>
+</context>
+<context>
     <name>RecognitionLanguage</name>
     <message>
         <source>日本語</source>
@@ -75,10 +232,105 @@
     </message>
 </context>
 <context>
+    <name>SpeechAssetManager</name>
+    <message>
+        <source>言語モデルがまだインストールされていません（%1）</source>
+        <translation>The language model is not installed yet (%1)</translation>
+    </message>
+</context>
+<context>
+    <name>SpeechServiceError</name>
+    <message>
+        <source>音声認識モデルを導入できませんでした。ネット接続を確認してください。
+%1</source>
+        <translation>Could not install the speech recognition model. Check the network connection.
+%1</translation>
+    </message>
+    <message>
+        <source>利用できるマイクがありません。</source>
+        <translation>No microphone is available.</translation>
+    </message>
+    <message>
+        <source>音声認識で使える音声形式がありません。</source>
+        <translation>No audio format usable for speech recognition.</translation>
+    </message>
+    <message>
+        <source>取り消しました。</source>
+        <translation>Cancelled.</translation>
+    </message>
+</context>
+<context>
     <name>TrayMenu</name>
     <message>
         <source>終了</source>
         <translation>Quit</translation>
+    </message>
+</context>
+<context>
+    <name>VoiceActivity</name>
+    <message>
+        <source>音声区間検出モデルがありません: %1</source>
+        <translation>The voice activity model is missing: %1</translation>
+    </message>
+    <message>
+        <source>音声区間検出モデルを読み込めませんでした: %1</source>
+        <translation>Could not load the voice activity model: %1</translation>
+    </message>
+</context>
+<context>
+    <name>WavFile</name>
+    <message>
+        <source>WAV ファイルではありません。</source>
+        <translation>Not a WAV file.</translation>
+    </message>
+    <message>
+        <source>対応していない WAV 形式です（%1 ビット、形式 %2）。</source>
+        <translation>Unsupported WAV format (%1 bits, format %2).</translation>
+    </message>
+    <message>
+        <source>%1 を開けません: %2</source>
+        <translation>Cannot open %1: %2</translation>
+    </message>
+</context>
+<context>
+    <name>WhisperModel</name>
+    <message>
+        <source>音声認識モデルを読み込めませんでした（壊れているか形式が違います）: %1</source>
+        <translation>Could not load the speech recognition model (damaged or of another kind): %1</translation>
+    </message>
+    <message>
+        <source>音声認識モデルがありません: %1</source>
+        <translation>The speech recognition model is missing: %1</translation>
+    </message>
+</context>
+<context>
+    <name>WhisperRecognizer</name>
+    <message>
+        <source>音声認識の作業領域を確保できません。</source>
+        <translation>Cannot allocate memory for speech recognition.</translation>
+    </message>
+    <message>
+        <source>音声認識に失敗しました（%1）。</source>
+        <translation>Speech recognition failed (%1).</translation>
+    </message>
+    <message>
+        <source>音声認識の準備ができていません。</source>
+        <translation>Speech recognition is not ready.</translation>
+    </message>
+</context>
+<context>
+    <name>XInputKeySource</name>
+    <message>
+        <source>X サーバーに接続できません。</source>
+        <translation>Cannot connect to the X server.</translation>
+    </message>
+    <message>
+        <source>X サーバーが XInput2 に対応していません。</source>
+        <translation>The X server does not support XInput2.</translation>
+    </message>
+    <message>
+        <source>X サーバーとの接続が切れました。</source>
+        <translation>The connection to the X server was lost.</translation>
     </message>
 </context>
 <context>

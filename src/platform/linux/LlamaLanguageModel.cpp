@@ -15,14 +15,9 @@
 
 namespace {
 
-QString tr(const char *text)
-{
-    return QCoreApplication::translate("LanguageModel", text);
-}
-
 QString cancelledMessage()
 {
-    return tr("清書を取り消しました");
+    return QCoreApplication::translate("LanguageModel", "清書を取り消しました");
 }
 
 void initialiseLibrary()
@@ -53,17 +48,20 @@ std::expected<std::shared_ptr<LoadedModel>, QString> loadShared(const QString &f
         return model;
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly))
-        return std::unexpected(tr("言語モデルのファイルがありません: %1").arg(fileName));
+        return std::unexpected(
+            QCoreApplication::translate("LanguageModel", "言語モデルのファイルがありません: %1").arg(fileName));
     if (file.read(4) != "GGUF")
-        return std::unexpected(tr("言語モデルのファイルではありません: %1").arg(fileName));
+        return std::unexpected(
+            QCoreApplication::translate("LanguageModel", "言語モデルのファイルではありません: %1").arg(fileName));
     file.close();
 
     initialiseLibrary();
     llama_model_params parameters = llama_model_default_params();
     llama_model *model = llama_model_load_from_file(QFile::encodeName(fileName).constData(), parameters);
     if (model == nullptr)
-        return std::unexpected(
-            tr("言語モデルを読み込めませんでした（壊れているか対応していない形式です）: %1").arg(fileName));
+        return std::unexpected(QCoreApplication::translate(
+            "LanguageModel", "言語モデルを読み込めませんでした（壊れているか対応していない形式です）: %1")
+                                   .arg(fileName));
     auto shared = std::make_shared<LoadedModel>();
     shared->model = model;
     shared->vocabulary = llama_model_get_vocab(model);
@@ -126,7 +124,8 @@ public:
         const std::vector<llama_token> tokens = tokenize(*rendered, true);
         const int room = int(llama_n_ctx(context)) - int(tokens.size());
         if (room < 2)
-            return std::unexpected(tr("指示と発話が長すぎて言語モデルに収まりません"));
+            return std::unexpected(
+                QCoreApplication::translate("LanguageModel", "指示と発話が長すぎて言語モデルに収まりません"));
         const int cap = std::min(LlamaLanguageModel::answerCap(int(tokenize(promptText, false).size())), room - 1);
         if (std::expected<void, QString> fed = feed(tokens); !fed)
             return std::unexpected(fed.error());
@@ -143,7 +142,9 @@ public:
             if (llama_vocab_is_eog(model->vocabulary, next))
                 break;
             if (produced == cap)
-                return std::unexpected(tr("清書が長くなりすぎたため打ち切りました（%1 トークン）").arg(cap));
+                return std::unexpected(QCoreApplication::translate(
+                    "LanguageModel", "清書が長くなりすぎたため打ち切りました（%1 トークン）")
+                                           .arg(cap));
             answer += piece(next);
             if (std::expected<void, QString> fed = decode({next}); !fed)
                 return std::unexpected(fed.error());
@@ -165,8 +166,9 @@ private:
             return {};
         const std::expected<QString, QString> fileName = options.locate ? options.locate() : std::unexpected(QString());
         if (!fileName)
-            return std::unexpected(
-                fileName.error().isEmpty() ? tr("言語モデルがインストールされていません") : fileName.error());
+            return std::unexpected(fileName.error().isEmpty()
+                    ? QCoreApplication::translate("LanguageModel", "言語モデルがインストールされていません")
+                    : fileName.error());
         std::expected<std::shared_ptr<LoadedModel>, QString> loaded = loadShared(*fileName);
         if (!loaded)
             return std::unexpected(loaded.error());
@@ -182,7 +184,8 @@ private:
         parameters.abort_callback_data = &cancelled;
         context = llama_init_from_model(model->model, parameters);
         if (context == nullptr)
-            return std::unexpected(tr("言語モデルのためのメモリが足りません"));
+            return std::unexpected(
+                QCoreApplication::translate("LanguageModel", "言語モデルのためのメモリが足りません"));
         return {};
     }
 
@@ -194,7 +197,8 @@ private:
             const int length = llama_chat_apply_template(
                 model->chatTemplate.c_str(), messages, 2, opensAnswer, text.data(), int(text.size()));
             if (length < 0)
-                return std::unexpected(tr("言語モデルの会話形式に対応していません"));
+                return std::unexpected(
+                    QCoreApplication::translate("LanguageModel", "言語モデルの会話形式に対応していません"));
             if (size_t(length) <= text.size()) {
                 text.resize(size_t(length));
                 return text;
@@ -269,7 +273,8 @@ private:
         cached.resize(std::min(cached.size(), size_t(std::max(last + 1, 0))));
         if (cancelled)
             return std::unexpected(cancelledMessage());
-        return std::unexpected(tr("言語モデルの計算に失敗しました（%1）").arg(status));
+        return std::unexpected(
+            QCoreApplication::translate("LanguageModel", "言語モデルの計算に失敗しました（%1）").arg(status));
     }
 
     const LlamaLanguageModel::Options options;

@@ -12,11 +12,6 @@
 
 namespace {
 
-QString tr(const char *text)
-{
-    return QCoreApplication::translate("LanguageModel", text);
-}
-
 constexpr int prewarmTimeoutMs = 15000;
 
 // Where a running request can be reached from another thread, to abort it.
@@ -95,26 +90,33 @@ std::expected<QByteArray, QString> exchange(
     reply->deleteLater();
 
     if (cancellation != nullptr && cancellation->isCancelled())
-        return std::unexpected(tr("清書を取り消しました"));
+        return std::unexpected(QCoreApplication::translate("LanguageModel", "清書を取り消しました"));
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const QByteArray answer = reply->readAll();
     if (status >= 400)
         return std::unexpected(
-            tr("言語モデルのサーバーがエラーを返しました（HTTP %1）: %2").arg(status).arg(serverMessage(answer)));
+            QCoreApplication::translate("LanguageModel", "言語モデルのサーバーがエラーを返しました（HTTP %1）: %2")
+                .arg(status)
+                .arg(serverMessage(answer)));
     switch (reply->error()) {
     case QNetworkReply::NoError: return answer;
     case QNetworkReply::ConnectionRefusedError:
-        return std::unexpected(tr("言語モデルのサーバーに接続できません: %1").arg(url.toDisplayString()));
+        return std::unexpected(QCoreApplication::translate("LanguageModel", "言語モデルのサーバーに接続できません: %1")
+                                   .arg(url.toDisplayString()));
     case QNetworkReply::OperationCanceledError:
     case QNetworkReply::TimeoutError:
-        return std::unexpected(tr("言語モデルのサーバーから応答がありません: %1").arg(url.toDisplayString()));
-    default: return std::unexpected(tr("言語モデルのサーバーと通信できません: %1").arg(reply->errorString()));
+        return std::unexpected(
+            QCoreApplication::translate("LanguageModel", "言語モデルのサーバーから応答がありません: %1")
+                .arg(url.toDisplayString()));
+    default:
+        return std::unexpected(QCoreApplication::translate("LanguageModel", "言語モデルのサーバーと通信できません: %1")
+                                   .arg(reply->errorString()));
     }
 }
 
 QString unreadable()
 {
-    return tr("言語モデルのサーバーの応答を読めません");
+    return QCoreApplication::translate("LanguageModel", "言語モデルのサーバーの応答を読めません");
 }
 
 QByteArray chatRequest(const QString &model, const QString &instructions, const QString &prompt, int maximumTokens)
@@ -162,7 +164,8 @@ struct OpenAiChatModel::Shared {
             return std::unexpected(unreadable());
         const QString first = data.toArray().first().toObject().value(QLatin1StringView("id")).toString();
         if (first.isEmpty())
-            return std::unexpected(tr("言語モデルのサーバーにモデルがありません"));
+            return std::unexpected(
+                QCoreApplication::translate("LanguageModel", "言語モデルのサーバーにモデルがありません"));
         std::scoped_lock guard(lock);
         resolvedModel = first;
         return first;
@@ -219,7 +222,9 @@ public:
         if (!content.isString())
             return std::unexpected(unreadable());
         if (choice.value(QLatin1StringView("finish_reason")).toString() == u"length")
-            return std::unexpected(tr("清書が長くなりすぎたため打ち切りました（%1 トークン）").arg(cap));
+            return std::unexpected(
+                QCoreApplication::translate("LanguageModel", "清書が長くなりすぎたため打ち切りました（%1 トークン）")
+                    .arg(cap));
         return content.toString();
     }
 
