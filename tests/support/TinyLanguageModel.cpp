@@ -120,7 +120,15 @@ private:
     // the end-of-turn tokens lose, whatever the rest of the stream holds.
     enum class Role { plain, embedding, intoResidual, output };
 
-    ggml_type matrixType() const { return shape.quantised ? GGML_TYPE_Q4_K : GGML_TYPE_F32; }
+    ggml_type matrixType() const
+    {
+        switch (shape.weights) {
+        case Shape::Weights::q4k: return GGML_TYPE_Q4_K;
+        case Shape::Weights::q4_0: return GGML_TYPE_Q4_0;
+        case Shape::Weights::f32: break;
+        }
+        return GGML_TYPE_F32;
+    }
 
     size_t memoryNeeded() const
     {
@@ -163,7 +171,7 @@ private:
             else if (role == Role::output)
                 row[0] = outputBias(r);
             char *target = static_cast<char *>(tensor->data) + size_t(r) * rowBytes;
-            if (shape.quantised)
+            if (shape.weights != Shape::Weights::f32)
                 ggml_quantize_chunk(matrixType(), row.data(), target, 0, 1, columns, nullptr);
             else
                 std::copy(row.begin(), row.end(), reinterpret_cast<float *>(target));
@@ -206,7 +214,21 @@ Shape oneAndAHalfBillion()
     shape.feedForward = 8960;
     shape.extraTokens = 151936 - 261;
     shape.contextLength = 4096;
-    shape.quantised = true;
+    shape.weights = Shape::Weights::q4k;
+    return shape;
+}
+
+Shape halfBillion()
+{
+    Shape shape;
+    shape.embedding = 896;
+    shape.layers = 24;
+    shape.heads = 14;
+    shape.keyValueHeads = 2;
+    shape.feedForward = 4864;
+    shape.extraTokens = 151936 - 261;
+    shape.contextLength = 4096;
+    shape.weights = Shape::Weights::q4_0;
     return shape;
 }
 
@@ -225,7 +247,10 @@ bool write(const QString &path, Answer answer, const Shape &shape, std::uint32_t
     gguf_set_val_u32(meta, "llama.attention.head_count_kv", std::uint32_t(shape.keyValueHeads));
     gguf_set_val_u32(meta, "llama.rope.dimension_count", std::uint32_t(shape.embedding / shape.heads));
     gguf_set_val_f32(meta, "llama.attention.layer_norm_rms_epsilon", 1e-5F);
-    gguf_set_val_u32(meta, "general.file_type", shape.quantised ? 15 : 0);
+    gguf_set_val_u32(meta, "general.file_type",
+        shape.weights == Shape::Weights::q4k        ? 15
+            : shape.weights == Shape::Weights::q4_0 ? 2
+                                                    : 0);
 
     std::vector<const char *> texts;
     for (const std::string &text : words.texts)

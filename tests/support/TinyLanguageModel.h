@@ -25,14 +25,16 @@ struct Shape {
     // Ordinary tokens besides the control and byte tokens.
     int extraTokens = 32;
     int contextLength = 4096;
-    // Weights stored quantised to 4 bits (Q4_K) instead of 32-bit floats; needs an embedding
-    // size that is a multiple of 256.
-    bool quantised = false;
+    // How the matrices are stored: 32-bit floats, or 4 bits in blocks of 256 (Q4_K; the matrix
+    // widths must be multiples of 256) or of 32 (Q4_0).
+    enum class Weights { f32, q4k, q4_0 };
+    Weights weights = Weights::f32;
 };
 
-// About the size of a 1.5-billion-parameter model with a 152k vocabulary, quantised: for measuring
-// what such a model costs on this machine.
+// The shapes of Qwen2.5 1.5B and 0.5B (152k vocabulary) at 4 bits: for measuring what such models
+// cost on this machine.
 Shape oneAndAHalfBillion();
+Shape halfBillion();
 
 bool write(const QString &path, Answer answer, const Shape &shape = {}, std::uint32_t seed = 1);
 
