@@ -204,32 +204,31 @@ private:
 
 } // namespace
 
+// Qwen2.5's vocabulary has 151,936 tokens; the control and byte tokens come first.
+constexpr int qwenExtraTokens = 151936 - 261;
+
 Shape oneAndAHalfBillion()
 {
-    Shape shape;
-    shape.embedding = 1536;
-    shape.layers = 28;
-    shape.heads = 12;
-    shape.keyValueHeads = 2;
-    shape.feedForward = 8960;
-    shape.extraTokens = 151936 - 261;
-    shape.contextLength = 4096;
-    shape.weights = Shape::Weights::q4k;
-    return shape;
+    return {.embedding = 1536,
+        .layers = 28,
+        .heads = 12,
+        .keyValueHeads = 2,
+        .feedForward = 8960,
+        .extraTokens = qwenExtraTokens,
+        .contextLength = 4096,
+        .weights = Shape::Weights::q4k};
 }
 
 Shape halfBillion()
 {
-    Shape shape;
-    shape.embedding = 896;
-    shape.layers = 24;
-    shape.heads = 14;
-    shape.keyValueHeads = 2;
-    shape.feedForward = 4864;
-    shape.extraTokens = 151936 - 261;
-    shape.contextLength = 4096;
-    shape.weights = Shape::Weights::q4_0;
-    return shape;
+    return {.embedding = 896,
+        .layers = 24,
+        .heads = 14,
+        .keyValueHeads = 2,
+        .feedForward = 4864,
+        .extraTokens = qwenExtraTokens,
+        .contextLength = 4096,
+        .weights = Shape::Weights::q4_0};
 }
 
 bool write(const QString &path, Answer answer, const Shape &shape, std::uint32_t seed)
