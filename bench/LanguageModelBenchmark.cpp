@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 
 #include <chrono>
+#include <future>
+#include <thread>
 
 // The rewrite engine's cost: time to the first token of a prepared session (instructions read
 // ahead) against a cold one, and tokens per second while answering. Models: a small random one
@@ -86,7 +88,17 @@ void firstTokenAndSpeed(benchmark::State &state, const QString &path)
         const int instructionTokens = LlamaLanguageModel::tokensRead(*prepared);
         const Answer preparedAnswer = answer(*prepared, false);
 
+        // A cancel from another thread while the session computes, as the time limit sends it.
+        std::shared_ptr<LanguageModelSession> cancelled = model.makeSession(instructions());
+        auto running = std::async(std::launch::async, [&] { return cancelled->respond(prompt()); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        const Clock::time_point cancelStart = Clock::now();
+        cancelled->cancel();
+        running.wait();
+        const double cancelWait = secondsSince(cancelStart);
+
         state.SetIterationTime(preparedAnswer.firstToken);
+        state.counters["cancel_to_return_ms"] = cancelWait * 1000;
         state.counters["prewarm_ms"] = prewarm * 1000;
         state.counters["prompt_tokens_per_s"] = instructionTokens / prewarm;
         state.counters["cold_first_token_ms"] = coldAnswer.firstToken * 1000;
