@@ -69,6 +69,20 @@ Answer answer(LanguageModelSession &session, bool stopAtFirst)
     return result;
 }
 
+// Seconds from `cancel` to the end of the work `run` does on a fresh session; `run` calls its second
+// argument at the moment to cancel.
+template<typename Run>
+double cancelAfter(LlamaLanguageModel &model, Run run)
+{
+    std::shared_ptr<LanguageModelSession> session = model.makeSession(instructions());
+    Clock::time_point cancelled;
+    run(*session, [&] {
+        cancelled = Clock::now();
+        session->cancel();
+    });
+    return secondsSince(cancelled);
+}
+
 void firstTokenAndSpeed(benchmark::State &state, const QString &path)
 {
     LlamaLanguageModel model({[path]() -> std::expected<QString, QString> { return path; }});
@@ -88,17 +102,29 @@ void firstTokenAndSpeed(benchmark::State &state, const QString &path)
         const int instructionTokens = LlamaLanguageModel::tokensRead(*prepared);
         const Answer preparedAnswer = answer(*prepared, false);
 
-        // A cancel from another thread while the session computes, as the time limit sends it.
-        std::shared_ptr<LanguageModelSession> cancelled = model.makeSession(instructions());
-        auto running = std::async(std::launch::async, [&] { return cancelled->respond(prompt()); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        const Clock::time_point cancelStart = Clock::now();
-        cancelled->cancel();
-        running.wait();
-        const double cancelWait = secondsSince(cancelStart);
+        // A cancel from another thread, as the time limit sends it: while the session reads its
+        // instructions (after its first batch), and while it writes an answer.
+        const double cancelWhileReading = cancelAfter(model, [](LanguageModelSession &session, auto started) {
+            auto running = std::async(std::launch::async, [&] { return session.prewarm(); });
+            while (LlamaLanguageModel::tokensRead(session) == 0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            started();
+            running.wait();
+        });
+        const double cancelWhileWriting = cancelAfter(model, [](LanguageModelSession &session, auto started) {
+            session.prewarm();
+            std::promise<void> first;
+            session.onFirstToken = [&] { first.set_value(); };
+            auto running = std::async(std::launch::async, [&] { return session.respond(prompt()); });
+            first.get_future().wait();
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            started();
+            running.wait();
+        });
 
         state.SetIterationTime(preparedAnswer.firstToken);
-        state.counters["cancel_to_return_ms"] = cancelWait * 1000;
+        state.counters["cancel_reading_ms"] = cancelWhileReading * 1000;
+        state.counters["cancel_writing_ms"] = cancelWhileWriting * 1000;
         state.counters["prewarm_ms"] = prewarm * 1000;
         state.counters["prompt_tokens_per_s"] = instructionTokens / prewarm;
         state.counters["cold_first_token_ms"] = coldAnswer.firstToken * 1000;
