@@ -103,11 +103,13 @@ void firstTokenAndSpeed(benchmark::State &state, const QString &path)
         const Answer preparedAnswer = answer(*prepared, false);
 
         // A cancel from another thread, as the time limit sends it: while the session reads its
-        // instructions (after its first batch), and while it writes an answer.
+        // instructions (inside its second batch), and while it writes an answer.
         const double cancelWhileReading = cancelAfter(model, [](LanguageModelSession &session, auto started) {
             auto running = std::async(std::launch::async, [&] { return session.prewarm(); });
             while (LlamaLanguageModel::tokensRead(session) == 0)
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            // Into the middle of the next batch.
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
             started();
             running.wait();
         });
