@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 
 #include "WaitFor.h"
@@ -42,6 +43,8 @@ protected:
 
     void SetUp() override
     {
+        if (!QFile::exists(recording))
+            GTEST_SKIP() << "the shared test data is not beside the project";
         service.onLevel = [this](double level) { loudest = std::max(loudest, level); };
         service.onInterruption = [this] { ++interruptions; };
     }
