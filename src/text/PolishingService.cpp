@@ -2,6 +2,7 @@
 
 #include "text/PromptBuilder.h"
 
+#include <QCoreApplication>
 #include <QPromise>
 #include <QThreadPool>
 
@@ -125,7 +126,8 @@ QFuture<PolishingOutcome::Value> PolishingService::polish(const QString &utteran
             QThreadPool::globalInstance()->start([this, gate, rewrite, instructions, prompt] {
                 std::shared_ptr<LanguageModelSession> session = rewrite->sessionOrMake(model, instructions);
                 if (!session) {
-                    gate->resolve(PolishingOutcome::Unavailable{QStringLiteral("no language model")});
+                    gate->resolve(PolishingOutcome::Unavailable{
+                        QCoreApplication::translate("LanguageModel", "言語モデルがインストールされていません")});
                     return;
                 }
                 if (rewrite->isCancelled)

@@ -46,6 +46,7 @@ int usageError(const QString &message);
 
 int runCleanCommand(const QStringList &arguments);
 int runInstallCommand(const QStringList &arguments);
+int runLanguageModelCommand(const QStringList &arguments);
 int runMergeCommand(const QStringList &arguments);
 int runPolishCommand(const QStringList &arguments);
 int runPromptCommand(const QStringList &arguments);

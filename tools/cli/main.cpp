@@ -22,6 +22,8 @@ constexpr std::array commands{
         "< utterance",
         runPolishCommand},
     CliCommand{"install", "install ja_JP|en_US|language-model", runInstallCommand},
+    CliCommand{"language-model", "language-model [--installed | --endpoint URL [--endpoint-model NAME]]",
+        runLanguageModelCommand},
     CliCommand{"transcribe",
         "transcribe FILE.wav [--model PATH] [--engine whisper|parakeet] [--vad PATH] [--language ja_JP|en_US] [--fast]",
         runTranscribeCommand},

@@ -140,6 +140,8 @@ struct OpenAiChatModel::Shared {
     QString resolvedModel;
     // The model object's pool for background requests; none once the model object is going away.
     QThreadPool *prewarms = nullptr;
+    // Ends the background requests when the model object goes.
+    Cancellation prewarmCancellation;
 
     explicit Shared(Options options)
         : options(std::move(options))
@@ -189,8 +191,10 @@ public:
         std::scoped_lock guard(shared->lock);
         if (shared->prewarms != nullptr) {
             shared->prewarms->start([shared = shared, url, instructions = instructions] {
-                if (const std::expected<QString, QString> model = shared->modelName(nullptr); model)
-                    exchange(url, chatRequest(*model, instructions, QStringLiteral("."), 1), prewarmTimeoutMs, nullptr);
+                Cancellation *cancellation = &shared->prewarmCancellation;
+                if (const std::expected<QString, QString> model = shared->modelName(cancellation); model)
+                    exchange(
+                        url, chatRequest(*model, instructions, QStringLiteral("."), 1), prewarmTimeoutMs, cancellation);
             });
         }
         return {};
@@ -247,8 +251,12 @@ OpenAiChatModel::OpenAiChatModel(Options options)
 
 OpenAiChatModel::~OpenAiChatModel()
 {
-    std::scoped_lock guard(shared->lock);
-    shared->prewarms = nullptr;
+    {
+        std::scoped_lock guard(shared->lock);
+        shared->prewarms = nullptr;
+    }
+    // The pool waits for its requests; they end now instead of at their time limit.
+    shared->prewarmCancellation.cancel();
 }
 
 std::shared_ptr<LanguageModelSession> OpenAiChatModel::makeSession(const QString &instructions)

@@ -33,6 +33,6 @@ public:
 
 private:
     std::shared_ptr<Shared> shared;
-    // Background requests; waited for (at most their time limit) when the model object goes.
+    // Background requests; cancelled and waited for when the model object goes.
     QThreadPool prewarms;
 };

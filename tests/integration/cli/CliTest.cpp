@@ -256,4 +256,45 @@ TEST(PolishCommand, PrintsTheOutcomeAndTheTimings)
     }
 }
 
+TEST(LanguageModelCommand, StoresTheChoiceThatPolishThenUses)
+{
+    QTemporaryDir home;
+    auto run = [&](const QStringList &arguments, const QByteArray &input = {}) {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral("config")));
+        environment.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral("data")));
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(SORAWEN_CLI), arguments);
+        process.write(input);
+        process.closeWriteChannel();
+        process.waitForFinished(30000);
+        return CliRun{process.exitCode(), process.readAllStandardOutput()};
+    };
+    const QStringList command{QStringLiteral("language-model")};
+    EXPECT_EQ(run(command).out, "installed\n");
+    // Nothing listens on port 9 of this machine.
+    const QString endpoint = QStringLiteral("http://127.0.0.1:9/v1");
+    EXPECT_EQ(run(command
+                  + QStringList{QStringLiteral("--endpoint"), endpoint, QStringLiteral("--endpoint-model"),
+                      QStringLiteral("qwen2.5:3b")})
+                  .out,
+        "endpoint http://127.0.0.1:9/v1 model qwen2.5:3b\n");
+    EXPECT_EQ(
+        run(command + QStringList{QStringLiteral("--endpoint"), QStringLiteral("http://10.0.0.2/v1")}).exitCode, 2);
+    EXPECT_EQ(run(command).out, "endpoint http://127.0.0.1:9/v1 model qwen2.5:3b\n");
+
+    const QStringList polish{QStringLiteral("polish"), QStringLiteral("--language"), QStringLiteral("en_US")};
+    const CliRun refused = run(polish, "hello");
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(refused.out.startsWith("unavailable: ") && refused.out.contains("127.0.0.1:9"))
+        << refused.out.toStdString();
+
+    EXPECT_EQ(run(command + QStringList{QStringLiteral("--installed")}).out, "installed\n");
+    const CliRun notInstalled = run(polish, "hello");
+    EXPECT_EQ(notInstalled.exitCode, 1);
+    EXPECT_TRUE(notInstalled.out.contains(home.filePath(QStringLiteral("data")).toUtf8()))
+        << notInstalled.out.toStdString();
+}
+
 } // namespace

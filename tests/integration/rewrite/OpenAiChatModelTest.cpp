@@ -130,6 +130,20 @@ TEST(OpenAiChatModel, SendsTheInstructionsAndThePromptAndReturnsTheAnswer)
     }
 }
 
+TEST(OpenAiChatModel, PrewarmSendsTheInstructionsAheadWithoutWaiting)
+{
+    ChatServer server;
+    OpenAiChatModel model({server.base("hang"), QStringLiteral("m")});
+    std::shared_ptr<LanguageModelSession> session = model.makeSession(QStringLiteral("Rewrite the utterance."));
+    // The server never answers, yet prewarm returns at once.
+    EXPECT_TRUE(session->prewarm());
+    ASSERT_TRUE(waitFor([&] { return server.chatRequests.size() == 1; }));
+    const QJsonObject request = server.chatRequests.first();
+    EXPECT_EQ(request.value(u"max_tokens").toInt(), 1);
+    EXPECT_EQ(
+        request.value(u"messages").toArray()[0].toObject().value(u"content").toString(), u"Rewrite the utterance.");
+}
+
 TEST(OpenAiChatModel, FailuresBecomeReadableReasons)
 {
     ChatServer server;
