@@ -1,8 +1,9 @@
 #include "platform/linux/LlamaLanguageModel.h"
 
+#include "platform/linux/EngineModels.h"
+
 #include <QCoreApplication>
 #include <QFile>
-#include <QHash>
 
 #include <llama.h>
 
@@ -10,7 +11,6 @@
 #include <atomic>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -41,42 +41,33 @@ struct LoadedModel {
 
 std::expected<std::shared_ptr<LoadedModel>, QString> loadShared(const QString &fileName)
 {
-    static std::mutex mutex;
-    static QHash<QString, std::weak_ptr<LoadedModel>> loaded;
-    std::scoped_lock guard(mutex);
-    if (std::shared_ptr<LoadedModel> model = loaded.value(fileName).lock())
-        return model;
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly))
-        return std::unexpected(
-            QCoreApplication::translate("LanguageModel", "言語モデルのファイルがありません: %1").arg(fileName));
-    if (file.read(4) != "GGUF")
-        return std::unexpected(
-            QCoreApplication::translate("LanguageModel", "言語モデルのファイルではありません: %1").arg(fileName));
-    file.close();
+    return EngineModels::sharedPerFile<LoadedModel>(
+        fileName, [&]() -> std::expected<std::shared_ptr<LoadedModel>, QString> {
+            QFile file(fileName);
+            if (!file.open(QIODevice::ReadOnly))
+                return std::unexpected(
+                    QCoreApplication::translate("LanguageModel", "言語モデルのファイルがありません: %1").arg(fileName));
+            if (file.read(4) != "GGUF")
+                return std::unexpected(
+                    QCoreApplication::translate("LanguageModel", "言語モデルのファイルではありません: %1")
+                        .arg(fileName));
+            file.close();
 
-    initialiseLibrary();
-    llama_model_params parameters = llama_model_default_params();
-    llama_model *model = llama_model_load_from_file(QFile::encodeName(fileName).constData(), parameters);
-    if (model == nullptr)
-        return std::unexpected(QCoreApplication::translate(
-            "LanguageModel", "言語モデルを読み込めませんでした（壊れているか対応していない形式です）: %1")
-                                   .arg(fileName));
-    auto shared = std::make_shared<LoadedModel>();
-    shared->model = model;
-    shared->vocabulary = llama_model_get_vocab(model);
-    // A model without a template of its own is spoken to in ChatML, the most common form.
-    const char *chatTemplate = llama_model_chat_template(model, nullptr);
-    shared->chatTemplate = chatTemplate != nullptr ? chatTemplate : "chatml";
-    loaded.insert(fileName, shared);
-    return shared;
-}
-
-int threadCount(int requested)
-{
-    if (requested > 0)
-        return requested;
-    return std::clamp(int(std::thread::hardware_concurrency()), 1, 4);
+            initialiseLibrary();
+            llama_model_params parameters = llama_model_default_params();
+            llama_model *model = llama_model_load_from_file(QFile::encodeName(fileName).constData(), parameters);
+            if (model == nullptr)
+                return std::unexpected(QCoreApplication::translate(
+                    "LanguageModel", "言語モデルを読み込めませんでした（壊れているか対応していない形式です）: %1")
+                                           .arg(fileName));
+            auto shared = std::make_shared<LoadedModel>();
+            shared->model = model;
+            shared->vocabulary = llama_model_get_vocab(model);
+            // A model without a template of its own is spoken to in ChatML, the most common form.
+            const char *chatTemplate = llama_model_chat_template(model, nullptr);
+            shared->chatTemplate = chatTemplate != nullptr ? chatTemplate : "chatml";
+            return shared;
+        });
 }
 
 // Marks where the utterance goes when the instructions alone are rendered.
@@ -177,7 +168,7 @@ private:
         llama_context_params parameters = llama_context_default_params();
         parameters.n_ctx = std::uint32_t(std::min(options.contextTokens, llama_model_n_ctx_train(model->model)));
         parameters.n_batch = 512;
-        parameters.n_threads = parameters.n_threads_batch = threadCount(options.threads);
+        parameters.n_threads = parameters.n_threads_batch = EngineModels::threadCount(options.threads);
         parameters.no_perf = true;
         // Checked between the steps of a computation, so a cancelled answer stops within one step.
         parameters.abort_callback = [](void *cancelled) { return static_cast<std::atomic<bool> *>(cancelled)->load(); };

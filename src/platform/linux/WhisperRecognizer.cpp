@@ -1,8 +1,9 @@
 #include "platform/linux/WhisperRecognizer.h"
 
+#include "platform/linux/EngineModels.h"
+
 #include <QCoreApplication>
 #include <QFile>
-#include <QHash>
 #include <QtEndian>
 
 #include <parakeet.h>
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <thread>
 
 namespace {
 
@@ -59,40 +59,24 @@ QString wrongModel(const QString &fileName)
         .arg(fileName);
 }
 
-int threadCount(int requested)
-{
-    if (requested > 0)
-        return requested;
-    return std::clamp(int(std::thread::hardware_concurrency()), 1, 4);
-}
-
-} // namespace
-
-namespace {
-
 // One loaded model per file, shared while anyone holds it. `open` loads a checked file of the
 // right kind and gives nothing when the library refuses it.
 template<typename Model, typename Context>
 std::expected<std::shared_ptr<Model>, QString> loadShared(
     const QString &fileName, ModelKind kind, Context *(*open)(const char *path), Model *(*wrap)(Context *context))
 {
-    static std::mutex mutex;
-    static QHash<QString, std::weak_ptr<Model>> loaded;
-    std::scoped_lock guard(mutex);
-    if (std::shared_ptr<Model> model = loaded.value(fileName).lock())
-        return model;
-    if (!QFile::exists(fileName))
-        return std::unexpected(
-            QCoreApplication::translate("WhisperModel", "音声認識モデルがありません: %1").arg(fileName));
-    if (kindOf(fileName) != kind)
-        return std::unexpected(wrongModel(fileName));
-    silenceEngineLogs();
-    Context *context = open(QFile::encodeName(fileName).constData());
-    if (context == nullptr)
-        return std::unexpected(wrongModel(fileName));
-    std::shared_ptr<Model> model(wrap(context));
-    loaded.insert(fileName, model);
-    return model;
+    return EngineModels::sharedPerFile<Model>(fileName, [&]() -> std::expected<std::shared_ptr<Model>, QString> {
+        if (!QFile::exists(fileName))
+            return std::unexpected(
+                QCoreApplication::translate("WhisperModel", "音声認識モデルがありません: %1").arg(fileName));
+        if (kindOf(fileName) != kind)
+            return std::unexpected(wrongModel(fileName));
+        silenceEngineLogs();
+        Context *context = open(QFile::encodeName(fileName).constData());
+        if (context == nullptr)
+            return std::unexpected(wrongModel(fileName));
+        return std::shared_ptr<Model>(wrap(context));
+    });
 }
 
 } // namespace
@@ -262,7 +246,7 @@ std::expected<QString, QString> WhisperRecognizer::decodeWithParakeet(const std:
 {
     parakeet_state *state = parakeetState;
     parakeet_full_params parameters = parakeet_full_default_params(PARAKEET_SAMPLING_GREEDY);
-    parameters.n_threads = threadCount(options.threads);
+    parameters.n_threads = EngineModels::threadCount(options.threads);
     parameters.no_context = true;
     parameters.abort_callback = [](void *cancelled) { return static_cast<std::atomic<bool> *>(cancelled)->load(); };
     parameters.abort_callback_user_data = &isCancelled;
@@ -285,7 +269,7 @@ std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<floa
         return decodeWithParakeet(samples);
     whisper_state *state = whisperState;
     whisper_full_params parameters = whisper_full_default_params(WHISPER_SAMPLING_GREEDY);
-    parameters.n_threads = threadCount(options.threads);
+    parameters.n_threads = EngineModels::threadCount(options.threads);
     parameters.language = language.constData();
     parameters.translate = false;
     parameters.no_context = true;

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+
+#include <algorithm>
+#include <expected>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+// What the in-process engines (whisper.cpp, Parakeet, llama.cpp) share: how many threads they
+// compute with, and one loaded model per file.
+namespace EngineModels {
+
+// `requested` when positive, else as many as the machine has, up to 4.
+inline int threadCount(int requested)
+{
+    if (requested > 0)
+        return requested;
+    return std::clamp(int(std::thread::hardware_concurrency()), 1, 4);
+}
+
+// The model loaded from this file, shared while anyone holds it. `load` runs (under the cache's
+// lock, so a file is never loaded twice at once) only when no holder is left.
+template<typename Model>
+std::expected<std::shared_ptr<Model>, QString> sharedPerFile(
+    const QString &fileName, const std::function<std::expected<std::shared_ptr<Model>, QString>()> &load)
+{
+    static std::mutex mutex;
+    static QHash<QString, std::weak_ptr<Model>> loaded;
+    std::scoped_lock guard(mutex);
+    if (std::shared_ptr<Model> model = loaded.value(fileName).lock())
+        return model;
+    std::expected<std::shared_ptr<Model>, QString> model = load();
+    if (model)
+        loaded.insert(fileName, *model);
+    return model;
+}
+
+} // namespace EngineModels
