@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCoreApplication>
 #include <QString>
 
 #include <expected>
@@ -27,5 +28,18 @@ class LanguageModel
 {
 public:
     virtual ~LanguageModel() = default;
+
+    // The longest answer, in tokens, for a prompt of this many tokens: about twice the prompt and a
+    // margin. A rewrite longer than that would be refused anyway, so every engine stops there and
+    // says so with `cutMessage`.
+    static int answerCap(int promptTokens) { return 2 * promptTokens + 16; }
+    static QString cutMessage(int cap)
+    {
+        return QCoreApplication::translate("LanguageModel", "清書が長くなりすぎたため打ち切りました（%1 トークン）")
+            .arg(cap);
+    }
+    // What a session answers once cancelled.
+    static QString cancelledMessage() { return QCoreApplication::translate("LanguageModel", "清書を取り消しました"); }
+
     virtual std::shared_ptr<LanguageModelSession> makeSession(const QString &instructions) = 0;
 };

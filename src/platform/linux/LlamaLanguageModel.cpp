@@ -15,11 +15,6 @@
 
 namespace {
 
-QString cancelledMessage()
-{
-    return QCoreApplication::translate("LanguageModel", "清書を取り消しました");
-}
-
 void initialiseLibrary()
 {
     static std::once_flag once;
@@ -117,7 +112,7 @@ public:
         if (room < 2)
             return std::unexpected(
                 QCoreApplication::translate("LanguageModel", "指示と発話が長すぎて言語モデルに収まりません"));
-        const int cap = std::min(LlamaLanguageModel::answerCap(int(tokenize(promptText, false).size())), room - 1);
+        const int cap = std::min(LanguageModel::answerCap(int(tokenize(promptText, false).size())), room - 1);
         if (std::expected<void, QString> fed = feed(tokens); !fed)
             return std::unexpected(fed.error());
 
@@ -125,7 +120,7 @@ public:
         std::string answer;
         for (int produced = 0;; ++produced) {
             if (cancelled)
-                return std::unexpected(cancelledMessage());
+                return std::unexpected(LanguageModel::cancelledMessage());
             const float *logits = llama_get_logits_ith(context, -1);
             const llama_token next = llama_token(std::max_element(logits, logits + vocabularySize) - logits);
             if (produced == 0 && onFirstToken)
@@ -133,9 +128,7 @@ public:
             if (llama_vocab_is_eog(model->vocabulary, next))
                 break;
             if (produced == cap)
-                return std::unexpected(QCoreApplication::translate(
-                    "LanguageModel", "清書が長くなりすぎたため打ち切りました（%1 トークン）")
-                                           .arg(cap));
+                return std::unexpected(LanguageModel::cutMessage(cap));
             answer += piece(next);
             if (std::expected<void, QString> fed = decode({next}); !fed)
                 return std::unexpected(fed.error());
@@ -152,7 +145,7 @@ private:
     std::expected<void, QString> ready()
     {
         if (cancelled)
-            return std::unexpected(cancelledMessage());
+            return std::unexpected(LanguageModel::cancelledMessage());
         if (context != nullptr)
             return {};
         const std::expected<QString, QString> fileName = options.locate ? options.locate() : std::unexpected(QString());
@@ -263,7 +256,7 @@ private:
         cached.insert(cached.end(), tokens.begin(), tokens.end());
         cached.resize(std::min(cached.size(), size_t(std::max(last + 1, 0))));
         if (cancelled)
-            return std::unexpected(cancelledMessage());
+            return std::unexpected(LanguageModel::cancelledMessage());
         return std::unexpected(
             QCoreApplication::translate("LanguageModel", "言語モデルの計算に失敗しました（%1）").arg(status));
     }

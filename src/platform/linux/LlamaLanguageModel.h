@@ -28,10 +28,6 @@ public:
 
     std::shared_ptr<LanguageModelSession> makeSession(const QString &instructions) override;
 
-    // The longest answer, in tokens, for a prompt of this many tokens: about twice the prompt and a
-    // margin. A rewrite longer than that would be refused anyway, so generation stops there.
-    static int answerCap(int promptTokens) { return 2 * promptTokens + 16; }
-
     // How many tokens a session of this model has read so far, prompts and answers; -1 for a
     // session of another model. For tests and measurements.
     static int tokensRead(const LanguageModelSession &session);

@@ -90,7 +90,7 @@ std::expected<QByteArray, QString> exchange(
     reply->deleteLater();
 
     if (cancellation != nullptr && cancellation->isCancelled())
-        return std::unexpected(QCoreApplication::translate("LanguageModel", "清書を取り消しました"));
+        return std::unexpected(LanguageModel::cancelledMessage());
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const QByteArray answer = reply->readAll();
     if (status >= 400)
@@ -206,7 +206,7 @@ public:
         if (!model)
             return std::unexpected(model.error());
         // No tokenizer here: one token per UTF-16 unit bounds any tokenizer's count from above.
-        const int cap = 2 * int(prompt.size()) + 16;
+        const int cap = LanguageModel::answerCap(int(prompt.size()));
         const std::expected<QByteArray, QString> answer
             = exchange(endpoint(shared->options.baseUrl, "/chat/completions"),
                 chatRequest(*model, instructions, prompt, cap), shared->options.requestTimeoutMs, &cancellation);
@@ -226,9 +226,7 @@ public:
         if (!content.isString())
             return std::unexpected(unreadable());
         if (choice.value(QLatin1StringView("finish_reason")).toString() == u"length")
-            return std::unexpected(
-                QCoreApplication::translate("LanguageModel", "清書が長くなりすぎたため打ち切りました（%1 トークン）")
-                    .arg(cap));
+            return std::unexpected(LanguageModel::cutMessage(cap));
         return content.toString();
     }
 

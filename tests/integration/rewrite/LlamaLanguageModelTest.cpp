@@ -106,7 +106,7 @@ TEST(LlamaLanguageModel, AnAnswerThatDoesNotEndIsCutAtTheCap)
         << answer.error().toStdString();
     // "abc" is at most 4 tokens: the cap is at most 24, and the answer read no more than that
     // beyond the prompt's turn.
-    EXPECT_LE(LlamaLanguageModel::tokensRead(*session) - before, LlamaLanguageModel::answerCap(4) + 24);
+    EXPECT_LE(LlamaLanguageModel::tokensRead(*session) - before, LanguageModel::answerCap(4) + 24);
 }
 
 TEST(LlamaLanguageModel, CancelStopsARunningAnswerAndEveryLaterOne)
