@@ -7,9 +7,10 @@ namespace ModelCatalogue {
 // of 512 against 4 of 384), so the last open segment is still decoded within the wait a user
 // accepts, with clearly better accuracy than tiny. Parakeet TDT 0.6B v3 is far more accurate, but a
 // random model of its shape takes about 4 s from the end of an 11 s recording to the text on two
-// cores (against about 0.14 s for whisper tiny), too slow to be the default there. Japanese: whisper small, the smallest multilingual model
-// whose Japanese is usable; the larger models (large-v3, kotoba-whisper, a distilled large-v3) use
-// the large encoder, which runs slower than real time on two cores.
+// cores (against about 0.14 s for whisper tiny), too slow to be the default there.
+// Japanese: whisper small, the smallest multilingual model whose Japanese is usable; the larger
+// models (large-v3, kotoba-whisper, a distilled large-v3) use the large encoder, which runs slower
+// than real time on two cores.
 ModelFile recognitionModel(const QString &localeIdentifier)
 {
     if (localeIdentifier == u"ja_JP") {
