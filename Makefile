@@ -38,8 +38,11 @@ test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure --timeout 300 -j2 $(CTEST_ARGS)
 
 # The same tests built with the address and undefined-behaviour sanitizers (build-sanitize/).
+# Configured afresh, as the main build, when the engines' prefix changes.
 test-sanitized: deps
-	cmake --preset sanitize -DSORAWEN_ENGINES_PREFIX=$$(third_party/build-engines)
+	@prefix=$$(third_party/build-engines) && \
+	fresh=$$(grep -qx "SORAWEN_ENGINES_PREFIX:PATH=$$prefix" build-sanitize/CMakeCache.txt 2>/dev/null || echo --fresh) && \
+	cmake --preset sanitize $$fresh -DSORAWEN_ENGINES_PREFIX=$$prefix
 	cmake --build --preset sanitize
 	ctest --preset sanitize -j2 $(CTEST_ARGS)
 
