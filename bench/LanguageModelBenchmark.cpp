@@ -1,5 +1,5 @@
 #include "TinyLanguageModel.h"
-#include "platform/linux/LlamaLanguageModel.h"
+#include "engines/LlamaLanguageModel.h"
 #include "store/RippletSettings.h"
 #include "text/PromptBuilder.h"
 

@@ -1,4 +1,4 @@
-#include "platform/linux/WhisperRecognizer.h"
+#include "engines/WhisperRecognizer.h"
 #include "speech/WavFile.h"
 
 #include <benchmark/benchmark.h>

@@ -1,7 +1,7 @@
-#include "platform/linux/MecabTokenizer.h"
+#include "engines/MecabTokenizer.h"
 #include "text/PolishedTextValidator.h"
 #include "text/TextPostProcessor.h"
-#include "text/Unicode.h"
+#include "core/Unicode.h"
 
 #include <benchmark/benchmark.h>
 

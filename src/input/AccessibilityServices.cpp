@@ -1,7 +1,7 @@
 #include "input/AccessibilityServices.h"
 
 #include "platform/AccessibilityTree.h"
-#include "text/Unicode.h"
+#include "core/Unicode.h"
 
 namespace {
 

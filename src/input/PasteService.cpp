@@ -2,7 +2,7 @@
 
 #include "input/AccessibilityServices.h"
 #include "platform/AccessibilityAccess.h"
-#include "platform/Clock.h"
+#include "core/Clock.h"
 #include "platform/Keystroke.h"
 #include "platform/Pasteboard.h"
 

@@ -1,12 +1,24 @@
 #pragma once
 
-#include "speech/ModelCatalogue.h"
-
+#include <QByteArray>
+#include <QCryptographicHash>
 #include <QString>
 
 #include <expected>
 #include <functional>
 #include <vector>
+
+// A model file that can be downloaded: where from, about how big, and the checksum its publisher
+// lists, which a downloaded file must match before it is used.
+struct ModelFile {
+    QString name;
+    QString url;
+    qint64 approximateBytes = 0;
+    QCryptographicHash::Algorithm algorithm = QCryptographicHash::Sha256;
+    QByteArray checksum; // lower-case hexadecimal
+
+    friend bool operator==(const ModelFile &, const ModelFile &) = default;
+};
 
 // Model files on disk: which of a list are missing or damaged, and their download. Blocking; called
 // on the model installer's own thread. Errors carry a readable message.

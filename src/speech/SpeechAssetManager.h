@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/SerialExecutor.h"
+#include "core/SerialExecutor.h"
 #include "platform/SpeechRecognizer.h"
 #include "speech/ModelCatalogue.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/AudioEngine.h"
-#include "platform/Clock.h"
-#include "platform/SerialExecutor.h"
+#include "core/Clock.h"
+#include "core/SerialExecutor.h"
 #include "platform/SpeechRecognizer.h"
 #include "speech/SpeechServiceError.h"
 

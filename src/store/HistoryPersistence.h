@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/SerialExecutor.h"
+#include "core/SerialExecutor.h"
 #include "store/HistoryStore.h"
 #include "store/RippletHistory.h"
 

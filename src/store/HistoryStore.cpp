@@ -1,6 +1,6 @@
 #include "store/HistoryStore.h"
 
-#include "platform/XdgPaths.h"
+#include "core/XdgPaths.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -2,7 +2,7 @@
 
 #include "store/JsonFields.h"
 #include "store/JsonWriter.h"
-#include "text/Unicode.h"
+#include "core/Unicode.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

@@ -1,7 +1,7 @@
 #include "text/JapaneseEditFilter.h"
 
 #include "platform/JapaneseTokenizer.h"
-#include "text/Unicode.h"
+#include "core/Unicode.h"
 
 #include <QHash>
 

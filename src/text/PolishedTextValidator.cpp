@@ -1,8 +1,8 @@
 #include "text/PolishedTextValidator.h"
 
-#include "text/IcuRegex.h"
+#include "core/IcuRegex.h"
 #include "text/JapaneseEditFilter.h"
-#include "text/Unicode.h"
+#include "core/Unicode.h"
 
 #include <QHash>
 #include <QSet>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/Clock.h"
+#include "core/Clock.h"
 #include "platform/LanguageModel.h"
-#include "platform/SerialExecutor.h"
+#include "core/SerialExecutor.h"
 #include "store/RecognitionLanguage.h"
 #include "text/PolishingOutcome.h"
 

@@ -1,6 +1,6 @@
 #include "text/PromptBuilder.h"
 
-#include "text/Unicode.h"
+#include "core/Unicode.h"
 
 #include <QStringList>
 

@@ -1,7 +1,7 @@
 #include "text/TextPostProcessor.h"
 
-#include "text/IcuRegex.h"
-#include "text/Unicode.h"
+#include "core/IcuRegex.h"
+#include "core/Unicode.h"
 
 #include <unicode/uchar.h>
 

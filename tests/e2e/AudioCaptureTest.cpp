@@ -1,6 +1,6 @@
-#include "platform/SystemClock.h"
+#include "core/SystemClock.h"
 #include "platform/linux/PulseAudioEngine.h"
-#include "platform/linux/SoxrConverter.h"
+#include "engines/SoxrConverter.h"
 #include "speech/SpeechService.h"
 
 #include <QCoreApplication>

@@ -1,6 +1,6 @@
 #include "input/AccessibilityServices.h"
 #include "input/PasteService.h"
-#include "platform/SystemClock.h"
+#include "core/SystemClock.h"
 #include "platform/linux/AtspiAccess.h"
 #include "platform/linux/AtspiAccessibilityTree.h"
 #include "platform/linux/QtClipboardPasteboard.h"

@@ -1,4 +1,4 @@
-#include "platform/linux/MecabTokenizer.h"
+#include "engines/MecabTokenizer.h"
 #include "text/JapaneseEditFilter.h"
 #include "text/PolishedTextValidator.h"
 #include "text/PromptBuilder.h"

@@ -1,6 +1,6 @@
 #include "CliCommand.h"
 
-#include "platform/linux/HttpModelStore.h"
+#include "engines/HttpModelStore.h"
 #include "speech/SpeechAssetManager.h"
 
 #include <QTextStream>

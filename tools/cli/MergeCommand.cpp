@@ -1,6 +1,6 @@
 #include "CliCommand.h"
 
-#include "platform/linux/MecabTokenizer.h"
+#include "engines/MecabTokenizer.h"
 #include "text/JapaneseEditFilter.h"
 #include "text/PolishedTextValidator.h"
 

@@ -1,10 +1,10 @@
 #include "CliCommand.h"
 
 #include "FileAudioEngine.h"
-#include "platform/SystemClock.h"
-#include "platform/linux/HttpModelStore.h"
-#include "platform/linux/SoxrConverter.h"
-#include "platform/linux/WhisperRecognizer.h"
+#include "core/SystemClock.h"
+#include "engines/HttpModelStore.h"
+#include "engines/SoxrConverter.h"
+#include "engines/WhisperRecognizer.h"
 #include "speech/SpeechService.h"
 #include "speech/WavFile.h"
 

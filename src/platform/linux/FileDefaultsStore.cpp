@@ -1,6 +1,6 @@
 #include "platform/linux/FileDefaultsStore.h"
 
-#include "platform/XdgPaths.h"
+#include "core/XdgPaths.h"
 #include "store/JsonFields.h"
 
 #include <QFile>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "input/KeyEventTranslator.h"
+#include "platform/linux/KeyEventTranslator.h"
 #include "platform/KeyEventSource.h"
 
 #include <QObject>

@@ -1,7 +1,7 @@
-#include "platform/linux/LlamaLanguageModel.h"
+#include "engines/LlamaLanguageModel.h"
 #include "TinyLanguageModel.h"
 #include "WaitFor.h"
-#include "platform/SystemClock.h"
+#include "core/SystemClock.h"
 #include "text/PolishingService.h"
 #include "text/PromptBuilder.h"
 

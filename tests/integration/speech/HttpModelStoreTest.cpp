@@ -1,4 +1,4 @@
-#include "platform/linux/HttpModelStore.h"
+#include "engines/HttpModelStore.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -1,5 +1,5 @@
-#include "platform/linux/WhisperRecognizer.h"
-#include "platform/linux/SoxrConverter.h"
+#include "engines/WhisperRecognizer.h"
+#include "engines/SoxrConverter.h"
 #include "speech/WavFile.h"
 
 #include <QElapsedTimer>

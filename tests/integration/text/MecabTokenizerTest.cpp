@@ -1,4 +1,4 @@
-#include "platform/linux/MecabTokenizer.h"
+#include "engines/MecabTokenizer.h"
 #include "text/JapaneseEditFilter.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
-#include "platform/linux/LlamaLanguageModel.h"
+#include "engines/LlamaLanguageModel.h"
 
-#include "platform/linux/EngineModels.h"
+#include "engines/EngineModels.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -1,6 +1,6 @@
-#include "platform/linux/HttpModelStore.h"
+#include "engines/HttpModelStore.h"
 
-#include "platform/XdgPaths.h"
+#include "core/XdgPaths.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>

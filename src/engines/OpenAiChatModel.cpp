@@ -1,4 +1,4 @@
-#include "platform/linux/OpenAiChatModel.h"
+#include "engines/OpenAiChatModel.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>

@@ -1,4 +1,4 @@
-#include "input/KeyEventTranslator.h"
+#include "platform/linux/KeyEventTranslator.h"
 
 #include "store/HotkeyChoice.h"
 

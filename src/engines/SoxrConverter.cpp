@@ -1,4 +1,4 @@
-#include "platform/linux/SoxrConverter.h"
+#include "engines/SoxrConverter.h"
 
 #include <soxr.h>
 

@@ -1,4 +1,4 @@
-#include "platform/XdgPaths.h"
+#include "core/XdgPaths.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
-#include "platform/linux/WhisperRecognizer.h"
+#include "engines/WhisperRecognizer.h"
 
-#include "platform/linux/EngineModels.h"
+#include "engines/EngineModels.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "text/IcuRegex.h"
+#include "core/IcuRegex.h"
 
 #include <unicode/regex.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Clock.h"
+#include "core/Clock.h"
 
 // The real monotonic clock (std::chrono::steady_clock) with Qt precise timers.
 class SystemClock final : public Clock

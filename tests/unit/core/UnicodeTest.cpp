@@ -1,4 +1,4 @@
-#include "text/Unicode.h"
+#include "core/Unicode.h"
 
 #include <gtest/gtest.h>
 
