@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QFuture>
+#include <QPromise>
+
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -43,6 +46,17 @@ public:
 
     // Blocks the calling worker thread for `delay`. Never called on the main thread.
     virtual void sleep(Duration delay) = 0;
+
+    // A future that finishes once `delay` has passed, on the thread of `context`; a coroutine there
+    // co_awaits it. It finishes cancelled, at once, when `context` goes first.
+    QFuture<void> after(Duration delay, QObject *context)
+    {
+        auto promise = std::make_shared<QPromise<void>>();
+        promise->start();
+        QFuture<void> future = promise->future();
+        schedule(delay, context, [promise] { promise->finish(); });
+        return future;
+    }
 };
 
 // Seconds as a floating-point number, the unit of the settings' durations.

@@ -21,8 +21,48 @@ SpeechService::SpeechService(const Environment &environment, QObject *parent)
 
 SpeechService::~SpeechService()
 {
-    cancel();
-    waitForRestarts();
+    if (!isStopped())
+        cancelNow();
+}
+
+void SpeechService::jobStarted()
+{
+    ++holds;
+}
+
+void SpeechService::jobEnded()
+{
+    // deleteLater may be called from any thread.
+    if (--holds == 0)
+        deleteLater();
+}
+
+void SpeechService::release()
+{
+    jobEnded();
+}
+
+QFuture<std::expected<void, SpeechServiceError>> SpeechService::startCapture()
+{
+    return onPool(TaskPools::shortWork(), [this] { return startCaptureNow(); });
+}
+
+QFuture<std::expected<void, SpeechServiceError>> SpeechService::prepareAnalyzer(
+    const QString &localeIdentifier, const QStringList &contextualStrings)
+{
+    return onPool(TaskPools::longWork(),
+        [this, localeIdentifier, contextualStrings] { return prepareAnalyzerNow(localeIdentifier, contextualStrings); });
+}
+
+QFuture<std::expected<QString, SpeechServiceError>> SpeechService::finish()
+{
+    return onPool(TaskPools::longWork(), [this] { return finishNow(); });
+}
+
+QFuture<void> SpeechService::cancel()
+{
+    isSilenced = true;
+    return onPool(TaskPools::shortWork(), [this] { cancelNow(); });
 }
 
 double SpeechService::level(const AudioBuffer &buffer)
@@ -44,7 +84,7 @@ qint64 SpeechService::outputCapacity(const AudioFormat &from, const AudioFormat 
     return qint64(std::ceil(to.sampleRate / from.sampleRate * double(frames))) + 1;
 }
 
-std::expected<void, SpeechServiceError> SpeechService::startCapture()
+std::expected<void, SpeechServiceError> SpeechService::startCaptureNow()
 {
     std::expected<void, QString> started;
     bool installedHere = false;
@@ -108,7 +148,7 @@ void SpeechService::consume(const AudioBuffer &buffer)
     }
     const double value = level(buffer);
     onMainThread([this, value] {
-        if (onLevel)
+        if (onLevel && !isSilenced)
             onLevel(value);
     });
 }
@@ -168,23 +208,24 @@ void SpeechService::removeTap()
     }
 }
 
-std::pair<SpeechRecognizer *, std::shared_future<std::expected<QString, QString>>> SpeechService::currentSession() const
+std::pair<SpeechRecognizer *, QFuture<SpeechService::Transcript>> SpeechService::currentSession() const
 {
     std::scoped_lock guard(lock);
     return {recognizer.get(), results};
 }
 
-void SpeechService::cancel()
+void SpeechService::cancelNow()
 {
+    isSilenced = true;
     stopInput();
-    const auto [session, running] = currentSession();
+    auto [session, running] = currentSession();
     if (session != nullptr)
         session->cancel();
-    if (running.valid())
-        running.wait();
+    if (running.isValid())
+        running.waitForFinished();
 }
 
-std::expected<void, SpeechServiceError> SpeechService::prepareAnalyzer(
+std::expected<void, SpeechServiceError> SpeechService::prepareAnalyzerNow(
     const QString &localeIdentifier, const QStringList &contextualStrings)
 {
     if (std::expected<void, QString> installed = models.ensureInstalled(localeIdentifier); !installed)
@@ -204,7 +245,7 @@ std::expected<void, SpeechServiceError> SpeechService::prepareAnalyzer(
         return std::unexpected(SpeechServiceError{SpeechServiceError::unsupportedFormat, {}});
 
     SpeechRecognizer *session = made.get();
-    std::shared_future<std::expected<QString, QString>> running = std::async(std::launch::async, [this, session] {
+    QFuture<Transcript> running = onPool(TaskPools::longWork(), [this, session] {
         QString finalText;
         const std::expected<void, QString> ended = session->run([&](const SpeechRecognizer::Result &result) {
             if (result.isFinal)
@@ -212,14 +253,14 @@ std::expected<void, SpeechServiceError> SpeechService::prepareAnalyzer(
             const QString shown = result.isFinal ? finalText : finalText + result.text;
             // Queued calls to one receiver keep their order, so the bar never goes back in time.
             onMainThread([this, shown] {
-                if (onPartialText)
+                if (onPartialText && !isSilenced)
                     onPartialText(shown);
             });
         });
         if (!ended)
-            return std::expected<QString, QString>(std::unexpected(ended.error()));
-        return std::expected<QString, QString>(finalText);
-    }).share();
+            return Transcript(std::unexpected(ended.error()));
+        return Transcript(finalText);
+    });
     bool isPublished = false;
     {
         std::scoped_lock guard(lock);
@@ -231,7 +272,7 @@ std::expected<void, SpeechServiceError> SpeechService::prepareAnalyzer(
     }
     if (!isPublished) {
         session->cancel();
-        running.wait();
+        running.waitForFinished();
         return std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}});
     }
     if (!beginStreaming(*format, [session](AudioBuffer buffer) { session->append(buffer); })) {
@@ -241,14 +282,14 @@ std::expected<void, SpeechServiceError> SpeechService::prepareAnalyzer(
     return {};
 }
 
-std::expected<QString, SpeechServiceError> SpeechService::finish()
+std::expected<QString, SpeechServiceError> SpeechService::finishNow()
 {
     stopInput();
     const auto [session, running] = currentSession();
-    if (session == nullptr || !running.valid())
+    if (session == nullptr || !running.isValid())
         return QString();
     session->finishInput();
-    const std::expected<QString, QString> &text = running.get();
+    const Transcript text = running.result();
     if (!text)
         return std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, text.error()});
     return *text;
@@ -262,12 +303,14 @@ void SpeechService::waitForRestarts()
 void SpeechService::scheduleRestart(Clock::Duration delay)
 {
     auto attempt = [this] {
+        jobStarted();
         restartQueue.run([this] {
             switch (restartInput()) {
             case RestartResult::handled: break;
             case RestartResult::retry: scheduleRestart(retryDelay); break;
             case RestartResult::giveUp: giveUp(); break;
             }
+            jobEnded();
         });
     };
     if (delay == 0ms)
@@ -278,7 +321,8 @@ void SpeechService::scheduleRestart(Clock::Duration delay)
 
 void SpeechService::giveUp()
 {
-    cancel();
+    cancelNow();
+    // Delivered even though the service is silenced now: the owner learns why it stopped.
     onMainThread([this] {
         if (onInterruption)
             onInterruption();

@@ -4,7 +4,7 @@
 
 #include <QCoreApplication>
 #include <QPromise>
-#include <QThreadPool>
+#include "core/TaskPools.h"
 
 #include <atomic>
 #include <mutex>
@@ -123,7 +123,7 @@ QFuture<PolishingOutcome::Value> PolishingService::polish(const QString &utteran
         [this, gate, instructions, generation, timeout, prompt = PromptBuilder::wrapUtterance(utterance, language)] {
             auto rewrite = std::make_shared<Rewrite>();
             rewrite->session = takePreparedNow(instructions, generation);
-            QThreadPool::globalInstance()->start([this, gate, rewrite, instructions, prompt] {
+            TaskPools::longWork().start([this, gate, rewrite, instructions, prompt] {
                 std::shared_ptr<LanguageModelSession> session = rewrite->sessionOrMake(model, instructions);
                 if (!session) {
                     gate->resolve(PolishingOutcome::Unavailable{

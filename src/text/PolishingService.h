@@ -15,7 +15,7 @@
 // The optional rewrite of a dictation by the language model, under a hard time limit: the first of
 // the answer, the failure and the end of the limit decides the outcome; later arrivals are dropped.
 // Keeps at most one prepared session, made while the user speaks. The session bookkeeping runs on
-// the service's own executor; the rewrite runs on the global thread pool and the time limit on the
+// the service's own executor; the rewrite runs on the long-work pool and the time limit on the
 // service's thread (the main thread). Never fails: a failure is an outcome.
 class PolishingService : public QObject
 {

@@ -63,7 +63,7 @@ TEST_F(AudioCapture, TheDefaultSourceIsHeardAndConverted)
 {
     const AudioFormat format = engine.inputFormat();
     ASSERT_TRUE(format.isUsable());
-    ASSERT_TRUE(service.startCapture());
+    ASSERT_TRUE(service.startCapture().result());
     play();
     ASSERT_TRUE(service.beginStreaming(
         AudioFormat{16000, 1}, [this](AudioBuffer buffer) { streamedFrames += int(buffer.frameLength()); }));
@@ -75,7 +75,7 @@ TEST_F(AudioCapture, TheDefaultSourceIsHeardAndConverted)
 
 TEST_F(AudioCapture, AMicrophoneThatDisappearsEndsTheRecording)
 {
-    ASSERT_TRUE(service.startCapture());
+    ASSERT_TRUE(service.startCapture().result());
     play();
     ASSERT_TRUE(waitFor([&] { return loudest > 0.1; }, 10000));
     auto pactl = [](const char *module) {

@@ -5,6 +5,7 @@
 #include "engines/HttpModelStore.h"
 #include "engines/SoxrConverter.h"
 #include "engines/WhisperRecognizer.h"
+#include "speech/ModelCatalogue.h"
 #include "speech/SpeechService.h"
 #include "speech/WavFile.h"
 
@@ -98,16 +99,16 @@ int runTranscribeCommand(const QStringList &arguments)
     qint64 endOfInput = 0;
     std::thread session([&] {
         timer.start();
-        if (std::expected<void, SpeechServiceError> started = service.startCapture(); !started) {
+        if (std::expected<void, SpeechServiceError> started = service.startCapture().result(); !started) {
             errors << started.error().description() << Qt::endl;
             status = 3;
-        } else if (std::expected<void, SpeechServiceError> prepared = service.prepareAnalyzer(locale, {}); !prepared) {
+        } else if (std::expected<void, SpeechServiceError> prepared = service.prepareAnalyzer(locale, {}).result(); !prepared) {
             errors << prepared.error().description() << Qt::endl;
             status = 3;
         } else {
             engine.waitUntilPlayed();
             endOfInput = timer.elapsed();
-            std::expected<QString, SpeechServiceError> text = service.finish();
+            std::expected<QString, SpeechServiceError> text = service.finish().result();
             if (text)
                 transcript = *text;
             else

@@ -1,4 +1,5 @@
 #include "input/EventTapController.h"
+#include "FakeKeySource.h"
 
 #include <gtest/gtest.h>
 
@@ -6,33 +7,6 @@
 #include <string>
 
 namespace {
-
-class FakeKeySource final : public KeyEventSource
-{
-public:
-    bool refuses = false;
-    int starts = 0;
-    int stops = 0;
-    int resumes = 0;
-    Handler handler;
-
-    bool start(Handler given) override
-    {
-        ++starts;
-        if (refuses)
-            return false;
-        handler = std::move(given);
-        return true;
-    }
-    void stop() override
-    {
-        ++stops;
-        handler = nullptr;
-    }
-    void resume() override { ++resumes; }
-    bool canObserve(quint64 flagMask) const override { return flagMask != 0x800000; }
-    QString errorMessage() const override { return {}; }
-};
 
 // The calls the controller made on its state machine, as the machine answered them.
 struct Recorder {

@@ -1,5 +1,8 @@
 #include "input/PasteService.h"
+#include "FakeAccessibilityAccess.h"
 #include "FakeAccessibilityTree.h"
+#include "FakeKeystroke.h"
+#include "FakePasteboard.h"
 #include "ManualClock.h"
 #include "input/AccessibilityServices.h"
 #include "platform/AccessibilityAccess.h"
@@ -18,60 +21,10 @@ using namespace std::chrono_literals;
 
 namespace {
 
-class FakeAccess final : public AccessibilityAccess
-{
-public:
-    bool enabled = true;
-    int requests = 0;
-    bool isEnabled() const override { return enabled; }
-    void requestEnable() override { ++requests; }
-};
-
-class FakePasteboard final : public Pasteboard
-{
-public:
-    QList<PasteboardItem> contents {PasteboardItem {{{u"text/html"_s, "<b>mine</b>"}, {u"text/plain"_s, "mine"}}}};
-    quint64 changes = 7;
-
-    QList<PasteboardItem> items() const override { return contents; }
-    void clearContents() override
-    {
-        contents.clear();
-        ++changes;
-    }
-    void setString(const QString &text) override
-    {
-        contents = {PasteboardItem {{{u"text/plain"_s, text.toUtf8()}}}};
-        ++changes;
-    }
-    void writeItems(const QList<PasteboardItem> &items) override
-    {
-        contents = items;
-        ++changes;
-    }
-    quint64 changeCount() const override { return changes; }
-};
-
-class FakeKeystroke final : public Keystroke
-{
-public:
-    bool available = true;
-    std::vector<bool> sent;
-    std::function<void()> effect;
-    bool isAvailable() const override { return available; }
-    bool sendPaste(bool forTerminal) override
-    {
-        sent.push_back(forTerminal);
-        if (effect)
-            effect();
-        return true;
-    }
-};
-
 struct Fixture {
     QObject pasteboardContext;
     FakeAccessibilityTree tree;
-    FakeAccess access;
+    FakeAccessibilityAccess access;
     FakePasteboard pasteboard;
     FakeKeystroke keystroke;
     ManualClock clock;

@@ -1,5 +1,8 @@
 #include "speech/SpeechService.h"
 #include "ManualClock.h"
+#include "ScriptedRecognizer.h"
+#include "SimulatedAudioEngine.h"
+#include "TaggingConverters.h"
 
 #include <QCoreApplication>
 
@@ -13,195 +16,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const AudioFormat mic48k{48000, 1};
 const AudioFormat mic44k{44100, 2};
-const AudioFormat recognizer{16000, 1};
-
-// A microphone the test controls: its format, whether it starts, and the buffers it delivers.
-class SimulatedEngine final : public AudioEngine
-{
-public:
-    AudioFormat format = mic48k;
-    int failingStarts = 0;
-    int starts = 0;
-    bool running = false;
-    std::optional<AudioFormat> tapFormat;
-    TapHandler tap;
-    std::function<void()> configurationChanged;
-
-    AudioFormat inputFormat() const override { return format; }
-    void installTap(const AudioFormat &given, TapHandler handler) override
-    {
-        tapFormat = given;
-        tap = std::move(handler);
-    }
-    void removeTap() override
-    {
-        tapFormat.reset();
-        tap = nullptr;
-    }
-    std::expected<void, QString> start() override
-    {
-        ++starts;
-        if (failingStarts > 0) {
-            --failingStarts;
-            return std::unexpected(QStringLiteral("device busy"));
-        }
-        running = true;
-        return {};
-    }
-    void stop() override { running = false; }
-    bool isRunning() const override { return running; }
-    void setConfigurationChangeHandler(std::function<void()> handler) override
-    {
-        configurationChanged = std::move(handler);
-    }
-
-    void deliver(const AudioBuffer &buffer)
-    {
-        if (tap)
-            tap(buffer);
-    }
-    // The device changed: a new format (or none), and the notice.
-    void change(AudioFormat next)
-    {
-        format = next;
-        running = running && next.isUsable();
-        if (configurationChanged)
-            configurationChanged();
-    }
-};
-
-// Converts by tagging: the output's first sample is the input's first sample, so order shows.
-class TaggingConverters final : public AudioConverterFactory
-{
-public:
-    int made = 0;
-    std::vector<qint64> capacities;
-
-    std::unique_ptr<AudioConverter> make(const AudioFormat &from, const AudioFormat &to) override
-    {
-        ++made;
-        class Converter final : public AudioConverter
-        {
-        public:
-            Converter(TaggingConverters &owner, AudioFormat from, AudioFormat to)
-                : owner(owner)
-                , from(from)
-                , to(to)
-            { }
-            AudioFormat inputFormat() const override { return from; }
-            std::optional<AudioBuffer> convert(const AudioBuffer &input, qint64 capacityFrames) override
-            {
-                owner.capacities.push_back(capacityFrames);
-                return AudioBuffer{to, {input.samples.empty() ? 0.0F : input.samples.front()}};
-            }
-
-        private:
-            TaggingConverters &owner;
-            AudioFormat from;
-            AudioFormat to;
-        };
-        return std::make_unique<Converter>(*this, from, to);
-    }
-};
-
-// A recogniser whose results the test scripts; it records the first sample of every buffer.
-class ScriptedRecognizer final : public SpeechRecognizer
-{
-public:
-    std::optional<AudioFormat> format = recognizer;
-    std::optional<QString> failure;
-
-    std::expected<void, QString> prepare(const QStringList &strings) override
-    {
-        contextualStrings = strings;
-        return {};
-    }
-    std::optional<AudioFormat> bestAudioFormat(const AudioFormat &) const override { return format; }
-    void append(const AudioBuffer &buffer) override
-    {
-        std::scoped_lock guard(mutex);
-        heard.push_back(buffer.samples.front());
-    }
-    void finishInput() override { end(false); }
-    void cancel() override { end(true); }
-    std::expected<void, QString> run(const std::function<void(const Result &)> &onResult) override
-    {
-        std::unique_lock guard(mutex);
-        for (;;) {
-            changed.wait(guard, [&] { return !script.empty() || finished; });
-            if (cancelled)
-                return {};
-            if (script.empty())
-                break;
-            const Result next = script.front();
-            script.erase(script.begin());
-            guard.unlock();
-            onResult(next);
-            guard.lock();
-        }
-        if (failure)
-            return std::unexpected(*failure);
-        return {};
-    }
-
-    void say(std::vector<Result> results)
-    {
-        std::scoped_lock guard(mutex);
-        script.insert(script.end(), results.begin(), results.end());
-        changed.notify_all();
-    }
-    std::vector<float> heardSoFar()
-    {
-        std::scoped_lock guard(mutex);
-        return heard;
-    }
-
-    QStringList contextualStrings;
-
-private:
-    void end(bool isCancel)
-    {
-        std::scoped_lock guard(mutex);
-        finished = true;
-        cancelled = cancelled || isCancel;
-        changed.notify_all();
-    }
-
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<Result> script;
-    std::vector<float> heard;
-    bool finished = false;
-    bool cancelled = false;
-};
-
-class ScriptedRecognizers final : public SpeechRecognizerFactory, public SpeechModels
-{
-public:
-    ScriptedRecognizer *last = nullptr;
-    std::optional<QString> installFailure;
-    std::function<void()> whileInstalling;
-    bool hasFormat = true;
-
-    std::unique_ptr<SpeechRecognizer> make(const QString &) override
-    {
-        auto made = std::make_unique<ScriptedRecognizer>();
-        if (!hasFormat)
-            made->format.reset();
-        last = made.get();
-        return made;
-    }
-    std::expected<void, QString> ensureInstalled(const QString &) override
-    {
-        if (whileInstalling)
-            whileInstalling();
-        if (installFailure)
-            return std::unexpected(*installFailure);
-        return {};
-    }
-};
 
 AudioBuffer buffer(const AudioFormat &format, qint64 frames, float value)
 {
@@ -209,7 +24,7 @@ AudioBuffer buffer(const AudioFormat &format, qint64 frames, float value)
 }
 
 struct Fixture {
-    SimulatedEngine engine;
+    SimulatedAudioEngine engine;
     TaggingConverters converters;
     ScriptedRecognizers recognizers;
     ManualClock clock;
@@ -228,7 +43,7 @@ struct Fixture {
     void stream()
     {
         ASSERT_TRUE(
-            service.beginStreaming(recognizer, [this](AudioBuffer b) { streamed.push_back(b.samples.front()); }));
+            service.beginStreaming(recognizerFormat, [this](AudioBuffer b) { streamed.push_back(b.samples.front()); }));
     }
     void change(AudioFormat next)
     {
@@ -268,8 +83,8 @@ TEST(SpeechServiceCapture, Level)
         // Summed in single precision.
         EXPECT_NEAR(SpeechService::level(c.input), c.expected, 1e-5);
     }
-    EXPECT_EQ(SpeechService::outputCapacity(AudioFormat{44100, 1}, recognizer, 1024), 373);
-    EXPECT_EQ(SpeechService::outputCapacity(mic48k, recognizer, 1024), 343);
+    EXPECT_EQ(SpeechService::outputCapacity(AudioFormat{44100, 1}, recognizerFormat, 1024), 373);
+    EXPECT_EQ(SpeechService::outputCapacity(mic48k, recognizerFormat, 1024), 343);
 }
 
 TEST(SpeechServiceCapture, PendingAudioIsBoundedAndReplayedInOrder)
@@ -287,7 +102,7 @@ TEST(SpeechServiceCapture, PendingAudioIsBoundedAndReplayedInOrder)
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         Fixture f;
-        ASSERT_TRUE(f.service.startCapture());
+        ASSERT_TRUE(f.service.startCapture().result());
         f.engine.deliver(buffer(mic48k, c.firstFrames, 1));
         f.engine.deliver(buffer(mic48k, 1024, 2));
         f.engine.deliver(buffer(mic48k, 1024, 3));
@@ -303,7 +118,7 @@ TEST(SpeechServiceCapture, PendingAudioIsBoundedAndReplayedInOrder)
 TEST(SpeechServiceCapture, ConverterIsReusedUntilTheFormatChanges)
 {
     Fixture f;
-    ASSERT_TRUE(f.service.startCapture());
+    ASSERT_TRUE(f.service.startCapture().result());
     f.stream();
     f.engine.deliver(buffer(mic48k, 1024, 1));
     f.engine.deliver(buffer(mic48k, 1024, 2));
@@ -319,22 +134,22 @@ TEST(SpeechServiceCapture, StartFailures)
     {
         Fixture f;
         f.engine.format = AudioFormat{0, 0};
-        EXPECT_EQ(f.service.startCapture(), std::unexpected(SpeechServiceError{SpeechServiceError::noInput, {}}));
+        EXPECT_EQ(f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::noInput, {}}));
     }
     {
         Fixture f;
-        ASSERT_TRUE(f.service.startCapture());
-        EXPECT_EQ(f.service.startCapture(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
+        ASSERT_TRUE(f.service.startCapture().result());
+        EXPECT_EQ(f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
     }
     {
         Fixture f;
         f.service.stopInput();
-        EXPECT_EQ(f.service.startCapture(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
+        EXPECT_EQ(f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
     }
     {
         Fixture f;
         f.engine.failingStarts = 1;
-        EXPECT_EQ(f.service.startCapture(),
+        EXPECT_EQ(f.service.startCapture().result(),
             std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, QStringLiteral("device busy")}));
         EXPECT_TRUE(f.service.isStopped());
         EXPECT_FALSE(f.engine.tapFormat);
@@ -344,12 +159,12 @@ TEST(SpeechServiceCapture, StartFailures)
 TEST(SpeechServiceCapture, LateBuffersAfterStopChangeNothing)
 {
     Fixture f;
-    ASSERT_TRUE(f.service.startCapture());
-    SimulatedEngine::TapHandler tap = f.engine.tap;
+    ASSERT_TRUE(f.service.startCapture().result());
+    SimulatedAudioEngine::TapHandler tap = f.engine.tap;
     f.service.stopInput();
     f.service.stopInput();
     tap(buffer(mic48k, 1024, 1));
-    EXPECT_FALSE(f.service.beginStreaming(recognizer, [](AudioBuffer) {}));
+    EXPECT_FALSE(f.service.beginStreaming(recognizerFormat, [](AudioBuffer) {}));
     QCoreApplication::processEvents();
     EXPECT_TRUE(f.levels.empty());
     EXPECT_FALSE(f.engine.running);
@@ -405,7 +220,7 @@ TEST(SpeechServiceCapture, DeviceChanges)
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         Fixture f;
-        ASSERT_TRUE(f.service.startCapture());
+        ASSERT_TRUE(f.service.startCapture().result());
         c.act(f);
         f.service.waitForRestarts();
         QCoreApplication::processEvents();
@@ -440,11 +255,11 @@ TEST(SpeechServiceRecognition, AssemblesTheTranscript)
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         Fixture f;
-        ASSERT_TRUE(f.service.startCapture());
-        ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("ja_JP"), {QStringLiteral("Sorawen")}));
-        EXPECT_EQ(f.recognizers.last->contextualStrings, QStringList{QStringLiteral("Sorawen")});
-        f.recognizers.last->say(c.results);
-        EXPECT_EQ(f.service.finish(), c.transcript);
+        ASSERT_TRUE(f.service.startCapture().result());
+        ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("ja_JP"), {QStringLiteral("Sorawen")}).result());
+        EXPECT_EQ(f.recognizers.last.load()->contextualStrings, QStringList{QStringLiteral("Sorawen")});
+        f.recognizers.last.load()->say(c.results);
+        EXPECT_EQ(f.service.finish().result(), c.transcript);
         QCoreApplication::processEvents();
         EXPECT_EQ(f.partials, c.partials);
         EXPECT_TRUE(f.service.isStopped());
@@ -454,14 +269,14 @@ TEST(SpeechServiceRecognition, AssemblesTheTranscript)
 TEST(SpeechServiceRecognition, AudioFromBeforePreparationGoesFirst)
 {
     Fixture f;
-    ASSERT_TRUE(f.service.startCapture());
+    ASSERT_TRUE(f.service.startCapture().result());
     f.engine.deliver(buffer(mic48k, 1024, 1));
     f.engine.deliver(buffer(mic48k, 1024, 2));
-    ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("en_US"), {}));
+    ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("en_US"), {}).result());
     f.engine.deliver(buffer(mic48k, 1024, 3));
-    ScriptedRecognizer *recognizer = f.recognizers.last;
+    ScriptedRecognizer *recognizer = f.recognizers.last.load();
     EXPECT_EQ(recognizer->heardSoFar(), (std::vector<float>{1, 2, 3}));
-    EXPECT_EQ(f.service.finish(), QString());
+    EXPECT_EQ(f.service.finish().result(), QString());
     f.engine.deliver(buffer(mic48k, 1024, 4));
     EXPECT_EQ(recognizer->heardSoFar(), (std::vector<float>{1, 2, 3}));
 }
@@ -485,27 +300,27 @@ TEST(SpeechServiceRecognition, Failures)
         {"no usable format", [](Fixture &f) { f.recognizers.hasFormat = false; },
             {SpeechServiceError::unsupportedFormat, {}}},
         {"cancelled during preparation",
-            [](Fixture &f) { f.recognizers.whileInstalling = [&f] { f.service.cancel(); }; },
+            [](Fixture &f) { f.recognizers.whileInstalling = [&f] { f.service.cancel().waitForFinished(); }; },
             {SpeechServiceError::cancelled, {}}},
         {"finished during preparation",
-            [](Fixture &f) { f.recognizers.whileInstalling = [&f] { EXPECT_EQ(f.service.finish(), QString()); }; },
+            [](Fixture &f) { f.recognizers.whileInstalling = [&f] { EXPECT_EQ(f.service.finish().result(), QString()); }; },
             {SpeechServiceError::cancelled, {}}},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         Fixture f;
-        ASSERT_TRUE(f.service.startCapture());
+        ASSERT_TRUE(f.service.startCapture().result());
         c.arrange(f);
-        EXPECT_EQ(f.service.prepareAnalyzer(QStringLiteral("ja_JP"), {}), std::unexpected(c.expected));
+        EXPECT_EQ(f.service.prepareAnalyzer(QStringLiteral("ja_JP"), {}).result(), std::unexpected(c.expected));
         QCoreApplication::processEvents();
         EXPECT_TRUE(f.partials.empty());
     }
 
     Fixture f;
-    ASSERT_TRUE(f.service.startCapture());
-    ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("ja_JP"), {}));
-    f.recognizers.last->failure = QStringLiteral("decoder crashed");
-    EXPECT_EQ(f.service.finish(),
+    ASSERT_TRUE(f.service.startCapture().result());
+    ASSERT_TRUE(f.service.prepareAnalyzer(QStringLiteral("ja_JP"), {}).result());
+    f.recognizers.last.load()->failure = QStringLiteral("decoder crashed");
+    EXPECT_EQ(f.service.finish().result(),
         std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, QStringLiteral("decoder crashed")}));
 }
 

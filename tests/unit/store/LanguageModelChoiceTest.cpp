@@ -1,4 +1,5 @@
 #include "store/LanguageModelChoice.h"
+#include "MemoryDefaults.h"
 #include "platform/DefaultsStore.h"
 
 #include <QHash>
@@ -6,24 +7,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-class MemoryDefaults final : public DefaultsStore
-{
-public:
-    QHash<QString, QByteArray> values;
-
-    std::optional<QByteArray> bytes(const QString &key) const override
-    {
-        return values.contains(key) ? std::optional(values.value(key)) : std::nullopt;
-    }
-    bool setBytes(const QString &key, const QByteArray &value) override
-    {
-        values.insert(key, value);
-        return true;
-    }
-    std::optional<bool> boolean(const QString &) const override { return std::nullopt; }
-    bool setBoolean(const QString &, bool) override { return false; }
-};
 
 TEST(LanguageModelChoice, OnlyEndpointsOnThisMachineAreAccepted)
 {

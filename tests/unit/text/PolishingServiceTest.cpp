@@ -1,5 +1,6 @@
 #include "text/PolishingService.h"
 #include "ManualClock.h"
+#include "ScriptedLanguageModel.h"
 #include "WaitFor.h"
 #include "text/PromptBuilder.h"
 
@@ -12,85 +13,6 @@ using namespace std::chrono_literals;
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-// A session whose answer the test gives; respond waits for it or for a cancel.
-class ScriptedSession final : public LanguageModelSession
-{
-public:
-    explicit ScriptedSession(QString instructions)
-        : instructions(std::move(instructions))
-    { }
-    std::expected<void, QString> prewarm() override
-    {
-        ++prewarms;
-        return {};
-    }
-    std::expected<QString, QString> respond(const QString &prompt) override
-    {
-        std::unique_lock guard(mutex);
-        prompts.push_back(prompt);
-        changed.wait(guard, [this] { return answer.has_value() || isCancelled; });
-        if (answer)
-            return *answer;
-        return std::unexpected(u"cancelled"_s);
-    }
-    void cancel() override
-    {
-        std::scoped_lock guard(mutex);
-        isCancelled = true;
-        changed.notify_all();
-    }
-    void give(std::expected<QString, QString> given)
-    {
-        std::scoped_lock guard(mutex);
-        answer = std::move(given);
-        changed.notify_all();
-    }
-    bool wasCancelled()
-    {
-        std::scoped_lock guard(mutex);
-        return isCancelled;
-    }
-    bool hasPrompt()
-    {
-        std::scoped_lock guard(mutex);
-        return !prompts.empty();
-    }
-
-    const QString instructions;
-    std::atomic<int> prewarms{0};
-    std::vector<QString> prompts;
-
-private:
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::optional<std::expected<QString, QString>> answer;
-    bool isCancelled = false;
-};
-
-class ScriptedModel final : public LanguageModel
-{
-public:
-    std::mutex mutex;
-    std::vector<std::shared_ptr<ScriptedSession>> made;
-
-    std::shared_ptr<LanguageModelSession> makeSession(const QString &instructions) override
-    {
-        std::scoped_lock guard(mutex);
-        made.push_back(std::make_shared<ScriptedSession>(instructions));
-        return made.back();
-    }
-    std::shared_ptr<ScriptedSession> last()
-    {
-        std::scoped_lock guard(mutex);
-        return made.empty() ? nullptr : made.back();
-    }
-    size_t count()
-    {
-        std::scoped_lock guard(mutex);
-        return made.size();
-    }
-};
 
 struct Fixture {
     ScriptedModel model;

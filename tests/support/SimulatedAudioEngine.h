@@ -1,0 +1,68 @@
+#pragma once
+
+#include "platform/AudioEngine.h"
+
+#include <mutex>
+#include <optional>
+
+inline const AudioFormat mic48k{48000, 1};
+
+// A microphone the test controls: its format, whether it starts, and the buffers it delivers.
+class SimulatedAudioEngine final : public AudioEngine
+{
+public:
+    AudioFormat format = mic48k;
+    int failingStarts = 0;
+    int starts = 0;
+    bool running = false;
+    std::optional<AudioFormat> tapFormat;
+    TapHandler tap;
+    // Guards `tap`: buffers come from the test while a worker may remove the tap.
+    std::mutex tapLock;
+    std::function<void()> configurationChanged;
+
+    AudioFormat inputFormat() const override { return format; }
+    void installTap(const AudioFormat &given, TapHandler handler) override
+    {
+        std::scoped_lock guard(tapLock);
+        tapFormat = given;
+        tap = std::move(handler);
+    }
+    void removeTap() override
+    {
+        std::scoped_lock guard(tapLock);
+        tapFormat.reset();
+        tap = nullptr;
+    }
+    std::expected<void, QString> start() override
+    {
+        ++starts;
+        if (failingStarts > 0) {
+            --failingStarts;
+            return std::unexpected(QStringLiteral("device busy"));
+        }
+        running = true;
+        return {};
+    }
+    void stop() override { running = false; }
+    bool isRunning() const override { return running; }
+    void setConfigurationChangeHandler(std::function<void()> handler) override
+    {
+        configurationChanged = std::move(handler);
+    }
+
+    void deliver(const AudioBuffer &buffer)
+    {
+        std::scoped_lock guard(tapLock);
+        if (tap)
+            tap(buffer);
+    }
+    // The device changed: a new format (or none), and the notice.
+    void change(AudioFormat next)
+    {
+        format = next;
+        running = running && next.isUsable();
+        if (configurationChanged)
+            configurationChanged();
+    }
+};

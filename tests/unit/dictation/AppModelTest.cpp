@@ -1,0 +1,389 @@
+#include "dictation/AppModel.h"
+#include "FakeAccessibilityAccess.h"
+#include "FakeAccessibilityTree.h"
+#include "FakeDesktop.h"
+#include "FakeJapaneseTokenizer.h"
+#include "FakeKeySource.h"
+#include "FakeKeystroke.h"
+#include "FakePasteboard.h"
+#include "ManualClock.h"
+#include "MemoryDefaults.h"
+#include "RecordingLog.h"
+#include "ScriptedLanguageModel.h"
+#include "ScriptedRecognizer.h"
+#include "SimulatedAudioEngine.h"
+#include "TaggingConverters.h"
+#include "WaitFor.h"
+#include "core/TaskPools.h"
+#include "store/HistoryPersistence.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+using namespace std::chrono_literals;
+using Kind = AppModel::StateKind;
+
+namespace {
+
+const QString confirmed = QStringLiteral("入力を確認しました");
+
+// Opens once; installs wait for it, so a test can act while the recogniser is still being prepared.
+struct Gate {
+    std::promise<void> opened;
+    std::shared_future<void> isOpen = opened.get_future().share();
+    void open() { opened.set_value(); }
+};
+
+struct Fixture {
+    QTemporaryDir folder;
+    MemoryDefaults defaults;
+    ManualClock clock;
+    FakeKeySource keys;
+    ScriptedModel languageModel;
+    SimulatedAudioEngine engine;
+    TaggingConverters converters;
+    ScriptedRecognizers recognizers;
+    FakeAccessibilityTree tree;
+    FakeAccessibilityAccess access;
+    FakePasteboard pasteboard;
+    FakeKeystroke keystroke;
+    FakeJapaneseTokenizer tokenizer{};
+    HistoryPersistence historyFile{folder.filePath(QStringLiteral("history.json"))};
+    RecordingLog log;
+    FakeSoundPlayer sounds;
+    FakeSleepMonitor sleep;
+    FakeLoginItem loginItem;
+    std::unique_ptr<AppModel> model;
+
+    explicit Fixture(const std::function<void(RippletSettings &)> &adjust = {}, const QString &spoken = QStringLiteral("um hello world"))
+    {
+        RippletSettings settings;
+        settings.language = RecognitionLanguage::english;
+        settings.polishingEnabled = false;
+        if (adjust)
+            adjust(settings);
+        defaults.setBytes(DefaultsKeys::settings, *settings.encoded());
+        defaults.setBoolean(DefaultsKeys::onboardingCompleted, true);
+        recognizers.script = {{spoken, true}};
+        tree.setFocusedValue(QString());
+        // The target application shows what was pasted.
+        keystroke.effect = [this] { tree.setFocusedValue(pasteboard.text()); };
+        model = std::make_unique<AppModel>(AppModel::Environment{defaults, clock, keys, languageModel, engine, converters,
+            recognizers, recognizers, tree, access, pasteboard, keystroke, tokenizer, historyFile, log, sounds, sleep,
+            loginItem});
+        model->start();
+    }
+
+    ~Fixture()
+    {
+        model.reset();
+        // Workers of a failed case may still wait on the clock; the services go once they return.
+        waitFor([&] {
+            clock.advance(100ms);
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            return TaskPools::shortWork().activeThreadCount() == 0 && TaskPools::longWork().activeThreadCount() == 0;
+        });
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    Kind kind() const { return model->stateKind(); }
+    QString label() const { return model->stateLabel(); }
+    void press() { model->handle({HotkeyAction::startRecording}); }
+    void release() { model->handle({HotkeyAction::finishRecording}); }
+    void cancel() { model->handle({HotkeyAction::cancelRecording}); }
+    bool recognizerReady()
+    {
+        return waitFor([&] { return std::holds_alternative<RecordingPhase::Recording>(model->lifecycle().phase); });
+    }
+    bool reaches(Kind wanted) { return waitFor([&] { return kind() == wanted; }); }
+    // Holds the key until the recogniser is ready, then lets go.
+    void dictate()
+    {
+        press();
+        ASSERT_TRUE(recognizerReady());
+        release();
+    }
+    // Runs the clock until the state leaves `kind`, as a waiting worker needs it.
+    bool advanceWhile(Kind waiting)
+    {
+        return waitFor([&] {
+            clock.advance(50ms);
+            return kind() != waiting;
+        });
+    }
+    QString field()
+    {
+        std::scoped_lock guard(tree.mutex);
+        return tree.focused->value.value_or(QString());
+    }
+    void installGate(Gate &gate)
+    {
+        recognizers.whileInstalling = [future = gate.isOpen] { future.wait(); };
+    }
+};
+
+TEST(AppModel, Dictations)
+{
+    struct Case {
+        const char *name;
+        std::function<void(RippletSettings &)> settings;
+        std::function<void(Fixture &)> run;
+        Kind kind;
+        QString label;
+        QString field;
+        int historyItems;
+        QStringList sounds;
+    };
+    const QString raw = QStringLiteral("Hello world");
+    const auto rewriting = [](RippletSettings &s) {
+        s.polishingEnabled = true;
+        s.skipPolishingBelowCharacters = 0;
+    };
+    const Case cases[] = {
+        {"hold, speak, release", {}, [](Fixture &f) { f.dictate(); }, Kind::success, confirmed, raw, 1,
+            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+        {"released before the recogniser is ready: finishing waits for it", {},
+            [](Fixture &f) {
+                Gate gate;
+                f.installGate(gate);
+                f.press();
+                ASSERT_TRUE(f.reaches(Kind::recording));
+                f.release();
+                EXPECT_EQ(f.kind(), Kind::processing);
+                gate.open();
+            },
+            Kind::success, confirmed, raw, 1, {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+        {"Escape while the recogniser is prepared cancels silently", {},
+            [](Fixture &f) {
+                Gate gate;
+                f.installGate(gate);
+                f.press();
+                ASSERT_TRUE(f.reaches(Kind::recording));
+                f.cancel();
+                gate.open();
+                EXPECT_TRUE(waitFor([&] { return !f.engine.isRunning(); }));
+            },
+            Kind::idle, QStringLiteral("待機中"), {}, 0, {QStringLiteral("Tink")}},
+        {"a password field is refused", {},
+            [](Fixture &f) {
+                f.tree.focused->role = QStringLiteral("password text");
+                f.press();
+            },
+            Kind::failure, QStringLiteral("パスワード欄では録音しません。"), {}, 0, {QStringLiteral("Tink")}},
+        {"no microphone", {},
+            [](Fixture &f) {
+                f.engine.format = AudioFormat{0, 0};
+                f.press();
+            },
+            Kind::failure, QStringLiteral("利用できるマイクがありません。"), {}, 0, {}},
+        {"focus moved before the paste", {},
+            [](Fixture &f) {
+                f.press();
+                ASSERT_TRUE(f.recognizerReady());
+                f.tree.focused->hash = 2;
+                f.release();
+            },
+            Kind::failure, QStringLiteral("入力先が変わったため入力せず、クリップボードも変更していません。"), {}, 0,
+            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+        {"a rewrite that runs out of time", rewriting,
+            [](Fixture &f) {
+                f.dictate();
+                ASSERT_TRUE(waitFor([&] { return f.languageModel.asked() == 1; }));
+                // The limit is set on the service's own thread; the clock runs until it strikes.
+                ASSERT_TRUE(f.advanceWhile(Kind::processing));
+            },
+            Kind::success, confirmed + QStringLiteral("・清書が時間切れのため生文字を使用"), raw, 1,
+            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+        {"an unavailable model", rewriting,
+            [](Fixture &f) {
+                f.languageModel.answer = std::unexpected(QStringLiteral("busy"));
+                f.dictate();
+            },
+            Kind::success, confirmed + QStringLiteral("・清書できませんでした: busy"), raw, 1,
+            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+        {"a rewrite that adds words is dropped", rewriting,
+            [](Fixture &f) {
+                f.languageModel.answer = QStringLiteral("Hello there, wide world");
+                f.dictate();
+            },
+            Kind::success, confirmed + QStringLiteral("・清書結果が元の発話から離れたため生文字を使用"), raw, 1,
+            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+        {"an accepted rewrite is pasted", rewriting,
+            [](Fixture &f) {
+                f.languageModel.answer = QStringLiteral("Hello, world.");
+                f.dictate();
+            },
+            Kind::success, confirmed, QStringLiteral("Hello, world."), 1, {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+        {"a tap while the rewrite runs cancels the dictation", rewriting,
+            [](Fixture &f) {
+                f.dictate();
+                ASSERT_TRUE(waitFor([&] { return f.languageModel.asked() == 1; }));
+                f.cancel();
+                EXPECT_EQ(f.kind(), Kind::idle);
+                f.languageModel.last()->give(QStringLiteral("Hello, world."));
+            },
+            Kind::idle, QStringLiteral("待機中"), {}, 0, {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+        {"sleep during a recording cancels it", {},
+            [](Fixture &f) {
+                f.press();
+                ASSERT_TRUE(f.recognizerReady());
+                f.sleep.sleepNow();
+            },
+            Kind::idle, QStringLiteral("待機中"), {}, 0, {QStringLiteral("Tink")}},
+        {"an unconfirmed paste", {},
+            [](Fixture &f) {
+                f.keystroke.effect = nullptr;
+                f.dictate();
+                ASSERT_TRUE(f.advanceWhile(Kind::processing));
+            },
+            Kind::success, QStringLiteral("入力を送信しました（成否は未確認）"), {}, 1,
+            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+        {"history off", [](RippletSettings &s) { s.historyEnabled = false; }, [](Fixture &f) { f.dictate(); },
+            Kind::success, confirmed, raw, 0, {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+        {"sounds off", [](RippletSettings &s) { s.playSounds = false; }, [](Fixture &f) { f.dictate(); },
+            Kind::success, confirmed, raw, 1, {}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Fixture f(c.settings);
+        const QList<PasteboardItem> usersClipboard = f.pasteboard.items();
+        c.run(f);
+        EXPECT_TRUE(waitFor([&] { return f.kind() == c.kind && f.model->liveGenerations().size() <= 1; }))
+            << "state " << f.label().toStdString();
+        EXPECT_EQ(f.label(), c.label);
+        EXPECT_EQ(f.field(), c.field);
+        EXPECT_EQ(f.model->history().items.size(), c.historyItems);
+        EXPECT_EQ(f.sounds.played, c.sounds);
+        // Whatever happened, the user's clipboard is theirs again; only a paste that was never seen
+        // leaves the dictated text there.
+        if (c.label != QStringLiteral("入力を送信しました（成否は未確認）")) {
+            EXPECT_EQ(f.pasteboard.items(), usersClipboard);
+        }
+        // The success or failure display ends, and every exit frees the recording's state.
+        f.clock.advanceSeconds(2.0);
+        EXPECT_TRUE(waitFor([&] { return f.kind() == Kind::idle && f.model->liveGenerations().empty(); }));
+        EXPECT_FALSE(f.model->lifecycle().isBusy());
+        if (c.kind == Kind::success) {
+            EXPECT_EQ(f.log.linesOf(QStringLiteral("timing")).size(), 2);
+        }
+    }
+}
+
+TEST(AppModel, TimingLinesAndTheHistoryFile)
+{
+    Fixture f;
+    f.dictate();
+    ASSERT_TRUE(f.reaches(Kind::success));
+    const QStringList lines = f.log.linesOf(QStringLiteral("timing"));
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_TRUE(QRegularExpression(QStringLiteral("^timing: 開始 マイク \\d+ms 入力先 \\d+ms 認識の準備 \\d+ms$"))
+                    .match(lines[0])
+                    .hasMatch())
+        << lines[0].toStdString();
+    // The count is of the raw text's characters.
+    EXPECT_TRUE(QRegularExpression(QStringLiteral("^timing: 認識 \\d+ms 清書 \\d+ms 貼付 \\d+ms 文字数 11$"))
+                    .match(lines[1])
+                    .hasMatch())
+        << lines[1].toStdString();
+    const HistoryItem item = f.model->history().items.value(0);
+    EXPECT_EQ(item.applicationName, QStringLiteral("gedit"));
+    EXPECT_EQ(item.rawText, QStringLiteral("Hello world"));
+    EXPECT_TRUE(waitFor([&] { return f.historyFile.load().result().items == f.model->history().items; }));
+}
+
+TEST(AppModel, RewriteThresholdCountsCharacters)
+{
+    // "Hello world" has 11 characters: a threshold of 11 offers it for rewriting, 12 does not.
+    const std::pair<qint64, size_t> thresholds[] = {{11, 1}, {12, 0}, {0, 1}};
+    for (const auto &[threshold, asked] : thresholds) {
+        SCOPED_TRACE(threshold);
+        Fixture f([threshold](RippletSettings &s) {
+            s.polishingEnabled = true;
+            s.skipPolishingBelowCharacters = threshold;
+        });
+        f.languageModel.answer = QStringLiteral("Hello world");
+        f.dictate();
+        ASSERT_TRUE(f.reaches(Kind::success));
+        EXPECT_EQ(f.languageModel.asked(), asked);
+    }
+}
+
+TEST(AppModel, LateStepsOfAnAbandonedRecordingChangeNothing)
+{
+    Fixture f;
+    Gate gate;
+    f.installGate(gate);
+    f.press();
+    ASSERT_TRUE(f.reaches(Kind::recording));
+    f.model->handle({HotkeyAction::cancelRecording, HotkeyAction::startRecording});
+    const quint64 second = *RecordingPhase::generationOf(f.model->lifecycle().phase);
+    EXPECT_EQ(second, 2u);
+    gate.open();
+    ASSERT_TRUE(f.recognizerReady());
+    f.release();
+    ASSERT_TRUE(f.reaches(Kind::success));
+    EXPECT_EQ(f.keystroke.sentCount(), 1u);
+    EXPECT_EQ(f.model->history().items.size(), 1);
+}
+
+TEST(AppModel, ClearDuringTheLaunchLoadWins)
+{
+    QTemporaryDir folder;
+    const QString file = folder.filePath(QStringLiteral("history.json"));
+    RippletHistory stored;
+    stored.add(HistoryItem{QUuid::createUuid(), 1, QStringLiteral("gedit"), QStringLiteral("a"), QStringLiteral("a")}, 10);
+    HistoryPersistence(file).persist(stored).waitForFinished();
+    {
+        Fixture f;
+        HistoryPersistence slow(file);
+        // A fresh model loads the file unless the history changed first.
+        AppModel loaded({f.defaults, f.clock, f.keys, f.languageModel, f.engine, f.converters, f.recognizers,
+            f.recognizers, f.tree, f.access, f.pasteboard, f.keystroke, f.tokenizer, slow, f.log, f.sounds, f.sleep,
+            f.loginItem});
+        EXPECT_TRUE(waitFor([&] { return loaded.history() == stored; }));
+        AppModel cleared({f.defaults, f.clock, f.keys, f.languageModel, f.engine, f.converters, f.recognizers,
+            f.recognizers, f.tree, f.access, f.pasteboard, f.keystroke, f.tokenizer, slow, f.log, f.sounds, f.sleep,
+            f.loginItem});
+        cleared.clearHistory();
+        slow.load().waitForFinished();
+        QCoreApplication::processEvents();
+        EXPECT_TRUE(cleared.history().items.isEmpty());
+        EXPECT_EQ(slow.load().result().items.size(), 0);
+    }
+}
+
+TEST(AppModel, SettingsChanges)
+{
+    Fixture f;
+    RippletSettings changed = f.model->settings();
+    // A new language shows `starting` until its model is installed.
+    Gate gate;
+    f.installGate(gate);
+    changed.language = RecognitionLanguage::japanese;
+    f.model->setSettings(changed);
+    EXPECT_EQ(f.kind(), Kind::starting);
+    EXPECT_EQ(RippletSettings::load(f.defaults.bytes(DefaultsKeys::settings)), changed);
+    gate.open();
+    EXPECT_TRUE(f.reaches(Kind::idle));
+
+    f.recognizers.whileInstalling = nullptr;
+    f.recognizers.installFailure = QStringLiteral("offline");
+    changed.language = RecognitionLanguage::english;
+    f.model->setSettings(changed);
+    EXPECT_TRUE(f.reaches(Kind::failure));
+
+    f.loginItem.refuses = true;
+    f.model->setLaunchAtLogin(true);
+    EXPECT_EQ(f.label(), QStringLiteral("ログイン時の起動を変更できませんでした。"));
+    EXPECT_FALSE(f.model->settings().launchAtLogin);
+    f.loginItem.refuses = false;
+    f.model->setLaunchAtLogin(true);
+    EXPECT_TRUE(f.model->settings().launchAtLogin);
+    EXPECT_TRUE(f.loginItem.enabled);
+}
+
+} // namespace
