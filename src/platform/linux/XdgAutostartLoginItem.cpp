@@ -48,11 +48,6 @@ std::optional<QString> entryValue(const QString &contents, const QString &key)
     return std::nullopt;
 }
 
-QString translated(const char *text)
-{
-    return QCoreApplication::translate("XdgAutostartLoginItem", text);
-}
-
 } // namespace
 
 XdgAutostartLoginItem::XdgAutostartLoginItem(QString autostartFolder, QString executable)
@@ -84,23 +79,30 @@ std::expected<void, QString> XdgAutostartLoginItem::setEnabled(bool enabled)
         if (!QFileInfo::exists(file) && !QFileInfo(file).isSymLink())
             return {};
         if (!QFile::remove(file))
-            return std::unexpected(translated("ログイン時の自動起動の設定ファイルを削除できません: %1").arg(file));
+            return std::unexpected(QCoreApplication::translate(
+                "XdgAutostartLoginItem", "ログイン時の自動起動の設定ファイルを削除できません: %1")
+                                       .arg(file));
         return {};
     }
 
     QFile templateFile(QStringLiteral(":/sorawen/sorawen-autostart.desktop"));
     if (!templateFile.open(QIODevice::ReadOnly))
-        return std::unexpected(translated("自動起動の設定のひな形が見つかりません。"));
+        return std::unexpected(
+            QCoreApplication::translate("XdgAutostartLoginItem", "自動起動の設定のひな形が見つかりません。"));
     QStringList lines = QString::fromUtf8(templateFile.readAll()).split(QLatin1Char('\n'));
     for (QString &line : lines) {
         if (line.startsWith(QLatin1String("Exec=")))
             line = QStringLiteral("Exec=") + execArgument(executable);
     }
     if (!XdgPaths::makePrivateFolder(autostartFolder))
-        return std::unexpected(translated("自動起動の設定フォルダを作成できません: %1").arg(autostartFolder));
+        return std::unexpected(
+            QCoreApplication::translate("XdgAutostartLoginItem", "自動起動の設定フォルダを作成できません: %1")
+                .arg(autostartFolder));
     // Only the user's own session reads the entry, so owner-only is enough, and the shared writer
     // replaces the file atomically.
     if (!XdgPaths::writePrivateFile(file, lines.join(QLatin1Char('\n')).toUtf8()))
-        return std::unexpected(translated("ログイン時の自動起動の設定ファイルを書き込めません: %1").arg(file));
+        return std::unexpected(QCoreApplication::translate(
+            "XdgAutostartLoginItem", "ログイン時の自動起動の設定ファイルを書き込めません: %1")
+                                   .arg(file));
     return {};
 }
