@@ -194,11 +194,11 @@ void FreedesktopSoundPlayer::play(const QString &name)
     if (pa_context_get_state(context) != PA_CONTEXT_READY || playbacks.size() >= maxPlaybacks)
         return;
 
-    const pa_sample_spec spec{PA_SAMPLE_FLOAT32NE, uint32_t(sound.sampleRate), uint8_t(sound.channelCount)};
+    const pa_sample_spec format{PA_SAMPLE_FLOAT32NE, uint32_t(sound.sampleRate), uint8_t(sound.channelCount)};
     pa_proplist *properties = pa_proplist_new();
     // The desktop's volume for event sounds applies, not the music volume.
     pa_proplist_sets(properties, PA_PROP_MEDIA_ROLE, "event");
-    pa_stream *stream = pa_stream_new_with_proplist(context, "Sorawen notification", &spec, nullptr, properties);
+    pa_stream *stream = pa_stream_new_with_proplist(context, "Sorawen notification", &format, nullptr, properties);
     pa_proplist_free(properties);
     if (stream == nullptr)
         return;
