@@ -2,27 +2,36 @@
 
 #include "platform/Log.h"
 
-#include <QRegularExpression>
 #include <QStringList>
 
 #include <mutex>
 
-// Keeps every line as "category: message"; any thread may write.
+// A log that keeps its lines ("<category>: <message>") for the tests to read; any thread.
 class RecordingLog final : public Log
 {
 public:
     void write(const QString &category, Level, const QString &message) override
     {
-        std::scoped_lock guard(lock);
-        lines.append(category + QStringLiteral(": ") + message);
+        std::scoped_lock guard(mutex);
+        recorded << category + QStringLiteral(": ") + message;
+    }
+
+    QStringList lines() const
+    {
+        std::scoped_lock guard(mutex);
+        return recorded;
     }
     QStringList linesOf(const QString &category) const
     {
-        std::scoped_lock guard(lock);
-        return lines.filter(QRegularExpression(QStringLiteral("^") + category + QStringLiteral(": ")));
+        const QString start = category + QStringLiteral(": ");
+        QStringList found;
+        for (const QString &line : lines())
+            if (line.startsWith(start))
+                found << line;
+        return found;
     }
 
 private:
-    mutable std::mutex lock;
-    QStringList lines;
+    mutable std::mutex mutex;
+    QStringList recorded;
 };

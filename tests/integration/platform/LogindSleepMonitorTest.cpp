@@ -1,0 +1,200 @@
+#include "platform/linux/LogindSleepMonitor.h"
+
+#include "RecordingLog.h"
+#include "WaitFor.h"
+
+#include <QDBusMessage>
+#include <QDBusUnixFileDescriptor>
+#include <QProcess>
+#include <QStandardPaths>
+
+#include <gtest/gtest.h>
+
+#include <poll.h>
+#include <unistd.h>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+// Stands in for logind's manager object. Each inhibitor handed out is the write end of a pipe; the
+// read end, kept here, reports a hang-up once every copy of the write end is closed.
+class FakeLogind : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.login1.Manager")
+
+public:
+    explicit FakeLogind(QDBusConnection bus)
+        : bus(std::move(bus))
+    {
+        this->bus.registerObject(u"/org/freedesktop/login1"_s, this, QDBusConnection::ExportScriptableSlots);
+        this->bus.registerService(u"org.freedesktop.login1"_s);
+    }
+    ~FakeLogind() override
+    {
+        for (const int fd : readEnds)
+            close(fd);
+    }
+
+    void prepareForSleep(bool isStarting)
+    {
+        QDBusMessage signal = QDBusMessage::createSignal(
+            u"/org/freedesktop/login1"_s, u"org.freedesktop.login1.Manager"_s, u"PrepareForSleep"_s);
+        signal << isStarting;
+        bus.send(signal);
+    }
+
+    int inhibitorCount() const { return int(readEnds.size()); }
+
+    bool isReleased(int inhibitor) const
+    {
+        pollfd polled{readEnds.at(inhibitor), POLLIN, 0};
+        return poll(&polled, 1, 0) == 1 && (polled.revents & POLLHUP) != 0;
+    }
+
+    QStringList lastArguments;
+
+public Q_SLOTS:
+    Q_SCRIPTABLE QDBusUnixFileDescriptor Inhibit(
+        const QString &what, const QString &who, const QString &why, const QString &mode)
+    {
+        lastArguments = {what, who, why, mode};
+        int ends[2];
+        if (pipe(ends) != 0)
+            return {};
+        readEnds.push_back(ends[0]);
+        QDBusUnixFileDescriptor writeEnd(ends[1]);
+        close(ends[1]);
+        return writeEnd;
+    }
+
+private:
+    QDBusConnection bus;
+    std::vector<int> readEnds;
+};
+
+// A private message bus for one test, stopped with it.
+class PrivateBus : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (QStandardPaths::findExecutable(u"dbus-daemon"_s).isEmpty())
+            GTEST_SKIP() << "dbus-daemon is not installed";
+        daemon.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
+        ASSERT_TRUE(daemon.waitForReadyRead(5000)) << daemon.readAllStandardError().toStdString();
+        address = QString::fromUtf8(daemon.readLine().trimmed());
+    }
+    void TearDown() override
+    {
+        for (const QString &name : names)
+            QDBusConnection::disconnectFromBus(name);
+        daemon.kill();
+        daemon.waitForFinished();
+    }
+
+    QDBusConnection connect(const QString &name)
+    {
+        names << name;
+        return QDBusConnection::connectToBus(address, name);
+    }
+
+    QProcess daemon;
+    QString address;
+    QStringList names;
+};
+
+TEST_F(PrivateBus, HoldsADelayInhibitorAndReleasesItAfterTheHandler)
+{
+    FakeLogind logind(connect(u"logind"_s));
+    RecordingLog log;
+    LogindSleepMonitor monitor(log, connect(u"monitor"_s));
+    int handlerCalls = 0;
+    bool wasHeldDuringHandler = false;
+    monitor.setHandler([&] {
+        ++handlerCalls;
+        wasHeldDuringHandler = !logind.isReleased(0);
+    });
+
+    ASSERT_TRUE(waitFor([&] { return logind.inhibitorCount() == 1; }));
+    EXPECT_EQ(logind.lastArguments.value(0), u"sleep"_s);
+    EXPECT_EQ(logind.lastArguments.value(3), u"delay"_s);
+    waitFor([] { return false; }, 100);
+    EXPECT_FALSE(logind.isReleased(0));
+
+    logind.prepareForSleep(true);
+    ASSERT_TRUE(waitFor([&] { return handlerCalls == 1; }));
+    EXPECT_TRUE(wasHeldDuringHandler);
+    EXPECT_TRUE(waitFor([&] { return logind.isReleased(0); }));
+
+    logind.prepareForSleep(false);
+    ASSERT_TRUE(waitFor([&] { return logind.inhibitorCount() == 2; }));
+    waitFor([] { return false; }, 100);
+    EXPECT_FALSE(logind.isReleased(1));
+    EXPECT_EQ(handlerCalls, 1);
+    EXPECT_TRUE(log.lines().isEmpty()) << log.lines().join(u'\n').toStdString();
+}
+
+TEST_F(PrivateBus, IgnoresTheSignalFromAnyoneButLogind)
+{
+    FakeLogind logind(connect(u"logind"_s));
+    FakeLogind stranger(connect(u"stranger"_s));
+    RecordingLog log;
+    LogindSleepMonitor monitor(log, connect(u"monitor"_s));
+    int handlerCalls = 0;
+    monitor.setHandler([&] { ++handlerCalls; });
+    ASSERT_TRUE(waitFor([&] { return logind.inhibitorCount() == 1; }));
+
+    stranger.prepareForSleep(true);
+    waitFor([] { return false; }, 300);
+    EXPECT_EQ(handlerCalls, 0);
+    EXPECT_FALSE(logind.isReleased(0));
+}
+
+TEST_F(PrivateBus, FollowsLogindWhenItStartsAgain)
+{
+    auto logind = std::make_unique<FakeLogind>(connect(u"logind"_s));
+    RecordingLog log;
+    LogindSleepMonitor monitor(log, connect(u"monitor"_s));
+    int handlerCalls = 0;
+    monitor.setHandler([&] { ++handlerCalls; });
+    ASSERT_TRUE(waitFor([&] { return logind->inhibitorCount() == 1; }));
+
+    logind.reset();
+    QDBusConnection::disconnectFromBus(u"logind"_s);
+    FakeLogind restarted(connect(u"restarted"_s));
+    ASSERT_TRUE(waitFor([&] { return restarted.inhibitorCount() == 1; }));
+
+    restarted.prepareForSleep(true);
+    ASSERT_TRUE(waitFor([&] { return handlerCalls == 1; }));
+    EXPECT_TRUE(waitFor([&] { return restarted.isReleased(0); }));
+}
+
+TEST_F(PrivateBus, WithoutBusOrLogindWritesOneLineAndNeverCallsTheHandler)
+{
+    struct Case {
+        const char *name;
+        QDBusConnection bus;
+    };
+    const Case cases[] = {
+        {"no bus", QDBusConnection::connectToBus(u"unix:path=/nonexistent/bus"_s, u"nowhere"_s)},
+        {"no logind on the bus", connect(u"alone"_s)},
+    };
+    names << u"nowhere"_s;
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        RecordingLog log;
+        LogindSleepMonitor monitor(log, c.bus);
+        int handlerCalls = 0;
+        monitor.setHandler([&] { ++handlerCalls; });
+        EXPECT_TRUE(waitFor([&] { return !log.lines().isEmpty(); }));
+        waitFor([] { return false; }, 100);
+        EXPECT_EQ(log.lines().size(), 1);
+        EXPECT_EQ(handlerCalls, 0);
+    }
+}
+
+} // namespace
+
+#include "LogindSleepMonitorTest.moc"
