@@ -21,9 +21,9 @@ void KeyStream::setHandler(KeyEventSource::Handler given)
     forget();
 }
 
-void KeyStream::key(quint16 linuxKeyCode, bool isPressed)
+void KeyStream::key(quint16 linuxKeyCode, bool isPressed, quint64 timestamp)
 {
-    const std::optional<KeyEvent> translated = translator.translate(linuxKeyCode, isPressed, KeyEventTranslator::now());
+    const std::optional<KeyEvent> translated = translator.translate(linuxKeyCode, isPressed, timestamp);
     if (!translated)
         return;
     held = translated->flags;

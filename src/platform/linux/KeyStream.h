@@ -24,7 +24,8 @@ public:
     void setHandler(KeyEventSource::Handler given);
     bool hasHandler() const { return bool(handler); }
 
-    void key(quint16 linuxKeyCode, bool isPressed);
+    // `timestamp`: when the key went down or up, on the monotonic clock in nanoseconds.
+    void key(quint16 linuxKeyCode, bool isPressed, quint64 timestamp);
     // Forgets the held keys and tells the handler, whose key state is now stale too.
     void startOver();
 

@@ -106,6 +106,7 @@ bool XInputKeySource::connectToServer()
     xcb_input_xi_select_events(connection, screens.data->root, 1, &mask.head);
     findInjectorDevices();
     xcb_flush(connection);
+    serverClock.reset();
 
     notifier = new QSocketNotifier(xcb_get_file_descriptor(connection), QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, &XInputKeySource::readEvents);
@@ -162,7 +163,8 @@ void XInputKeySource::readEvents()
             continue;
         if (raw->detail < xKeycodeOffset)
             continue;
-        stream->key(quint16(raw->detail - xKeycodeOffset), generic->event_type == XCB_INPUT_RAW_KEY_PRESS);
+        stream->key(quint16(raw->detail - xKeycodeOffset), generic->event_type == XCB_INPUT_RAW_KEY_PRESS,
+            serverClock.toMonotonic(raw->time, KeyEventTranslator::now()));
     }
     if (connection != nullptr && xcb_connection_has_error(connection)) {
         disconnectFromServer();

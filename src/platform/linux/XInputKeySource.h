@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/KeyEventSource.h"
+#include "platform/linux/XServerClock.h"
 
 #include <QObject>
 
@@ -15,7 +16,8 @@ struct xcb_connection_t;
 // Key events of an X11 session from XInput2 raw events on the root window: listen-only, nothing is
 // grabbed. One copy of each event is taken (the master keyboard's duplicates are dropped), and by default the events
 // that the paste injector (the XTEST device) sends are dropped; tests that drive keys with xdotool
-// turn that filter off. Lives on the main thread and delivers there. When the X server goes away it
+// turn that filter off. Events carry the server's time of the key, on the monotonic clock. Lives on
+// the main thread and delivers there. When the X server goes away it
 // sends a tap-disabled notice and tries to reconnect every two seconds.
 class XInputKeySource final : public QObject, public KeyEventSource
 {
@@ -45,6 +47,7 @@ private:
     QTimer *reconnectTimer;
     quint8 extensionOpcode = 0;
     std::set<quint16> injectorDevices;
+    XServerClock serverClock;
     KeyStream *stream;
     bool ignoresInjectedKeys = true;
     QString error;
