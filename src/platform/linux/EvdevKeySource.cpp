@@ -209,5 +209,6 @@ void EvdevKeySource::deliver(const Keyboard &keyboard, const input_event &event)
     if (event.value != 0 && event.value != 1)
         return;
     const quint64 timestamp = keyboard.hasMonotonicStamps ? monotonicNanoseconds(event) : KeyEventTranslator::now();
+    // Queued by the stream: the handler runs after this read.
     stream->key(event.code, event.value == 1, timestamp);
 }

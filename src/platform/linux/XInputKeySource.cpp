@@ -163,6 +163,7 @@ void XInputKeySource::readEvents()
             continue;
         if (raw->detail < xKeycodeOffset)
             continue;
+        // Queued by the stream: the handler runs after this loop.
         stream->key(quint16(raw->detail - xKeycodeOffset), generic->event_type == XCB_INPUT_RAW_KEY_PRESS,
             serverClock.toMonotonic(raw->time, KeyEventTranslator::now()));
     }
