@@ -3,6 +3,8 @@
 #include "core/SystemClock.h"
 #include "platform/linux/AtspiAccess.h"
 #include "platform/linux/AtspiAccessibilityTree.h"
+#include "platform/linux/InjectedKeys.h"
+#include "platform/linux/KeyEventTranslator.h"
 #include "platform/linux/QtClipboardPasteboard.h"
 #include "platform/linux/XInputKeySource.h"
 #include "platform/linux/XTestKeystroke.h"
@@ -13,14 +15,23 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QProcess>
+#include <QThread>
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>
+
+#include <algorithm>
 
 #include "WaitFor.h"
 
 #include <gtest/gtest.h>
 
 using namespace Qt::Literals::StringLiterals;
+
+void PrintTo(const KeyEvent &event, std::ostream *out)
+{
+    *out << "{type " << event.type << ", key " << event.keyCode << ", flags 0x" << std::hex << event.flags << std::dec
+         << ", at " << event.timestamp << '}';
+}
 
 // These tests run inside tests/e2e/with-desktop: an Xvfb display with a window manager, the
 // accessibility bus, and the GTK target window (a text entry, then a password entry) focused.
@@ -50,37 +61,100 @@ std::optional<CaptureResult> captureWhen(
     return result;
 }
 
-TEST(DesktopInput, XInputSeesTheDictationKeyAndOtherKeys)
-{
-    XInputKeySource source;
-    source.setIgnoresInjectedKeys(false);
+// What a key source hands over, with when the handler ran.
+struct Recorder {
     std::vector<KeyEvent> events;
-    ASSERT_TRUE(source.start([&](const KeyEvent &event) { events.push_back(event); }))
-        << source.errorMessage().toStdString();
-    // xdotool presses the left key before a right modifier, so left Shift plays the dictation key.
-    xdotool({u"keydown"_s, u"Shift_L"_s});
-    xdotool({u"keyup"_s, u"Shift_L"_s});
-    xdotool({u"key"_s, u"Escape"_s});
-    ASSERT_TRUE(waitFor([&] { return events.size() >= 4; }));
-    EXPECT_EQ(events[0].type, KeyEventType::flagsChanged);
-    EXPECT_EQ(events[0].flags, 0x02u);
-    EXPECT_EQ(events[1].type, KeyEventType::flagsChanged);
-    EXPECT_EQ(events[1].flags, 0u);
-    EXPECT_EQ(events[2].type, KeyEventType::keyDown);
-    EXPECT_EQ(events[2].keyCode, escapeKeyCode);
-    EXPECT_EQ(events[3].type, KeyEventType::keyUp);
-    EXPECT_LT(events[0].timestamp, events[3].timestamp);
-    EXPECT_FALSE(source.canObserve(0x800000));
+    std::vector<quint64> handledAt;
 
-    // By default the keys of the injector (the XTEST device, which xdotool uses too) are dropped.
-    source.stop();
-    events.clear();
-    XInputKeySource filtering;
-    ASSERT_TRUE(filtering.start([&](const KeyEvent &event) { events.push_back(event); }));
+    KeyEventSource::Handler handler()
+    {
+        return [this](const KeyEvent &event) {
+            events.push_back(event);
+            handledAt.push_back(KeyEventTranslator::now());
+        };
+    }
+};
+
+constexpr quint64 ms(quint64 milliseconds)
+{
+    return milliseconds * 1'000'000;
+}
+
+TEST(DesktopInput, XInputDeliversOtherSendersKeysStampedWhenTheyHappened)
+{
+    InjectedKeys injected;
+    XInputKeySource source(injected);
+    Recorder recorder;
+    ASSERT_TRUE(source.start(recorder.handler())) << source.errorMessage().toStdString();
+    // xdotool sends through the XTEST device, as remote desktops and software KVMs do. A first key
+    // read at once teaches the source the server's clock.
     xdotool({u"key"_s, u"Shift_L"_s});
-    // Nothing may arrive: wait out the time the first part needed, then check.
-    waitFor([&] { return !events.empty(); });
-    EXPECT_TRUE(events.empty());
+    ASSERT_TRUE(waitFor([&] { return recorder.events.size() >= 2; }));
+    EXPECT_EQ(recorder.events[0], (KeyEvent{KeyEventType::flagsChanged, 0, 0x02, recorder.events[0].timestamp}));
+    EXPECT_EQ(recorder.events[1].flags, 0u);
+    recorder = {};
+
+    // Held for 300 ms while nothing is read: the stamps must still be 300 ms apart.
+    const quint64 beforeDown = KeyEventTranslator::now();
+    xdotool({u"keydown"_s, u"Control_R"_s});
+    const quint64 afterDown = KeyEventTranslator::now();
+    QThread::msleep(300);
+    const quint64 beforeUp = KeyEventTranslator::now();
+    xdotool({u"keyup"_s, u"Control_R"_s});
+    const quint64 afterUp = KeyEventTranslator::now();
+    xdotool({u"key"_s, u"Escape"_s});
+    ASSERT_TRUE(
+        waitFor([&] { return !recorder.events.empty() && recorder.events.back().type == KeyEventType::keyUp; }));
+    const std::vector<KeyEvent> &events = recorder.events;
+    SCOPED_TRACE(::testing::PrintToString(events));
+    // xdotool holds left Control around a right one (it thinks the right key needs the modifier).
+    constexpr quint64 rightControl = 0x2000;
+    const auto down = std::ranges::find_if(events, [](const KeyEvent &e) { return (e.flags & rightControl) != 0; });
+    ASSERT_NE(down, events.end());
+    const auto up = std::find_if(down, events.end(), [](const KeyEvent &e) { return (e.flags & rightControl) == 0; });
+    ASSERT_NE(up, events.end());
+    EXPECT_EQ(down->type, KeyEventType::flagsChanged);
+    EXPECT_EQ(up->type, KeyEventType::flagsChanged);
+    ASSERT_GE(events.size(), 2u);
+    const KeyEvent &escape = events[events.size() - 2];
+    EXPECT_EQ(escape, (KeyEvent{KeyEventType::keyDown, escapeKeyCode, 0, escape.timestamp}));
+    // Server stamps are whole milliseconds, and the offset is only as good as the quickest read.
+    EXPECT_GE(down->timestamp + ms(2), beforeDown);
+    EXPECT_LE(down->timestamp, afterDown + ms(25));
+    EXPECT_GE(up->timestamp + ms(2), beforeUp);
+    EXPECT_LE(up->timestamp, afterUp + ms(25));
+    EXPECT_GE(up->timestamp - down->timestamp + ms(25), beforeUp - afterDown);
+    EXPECT_LE(up->timestamp - down->timestamp, afterUp - beforeDown + ms(25));
+    for (size_t i = 0; i < events.size(); ++i) {
+        EXPECT_LE(events[i].timestamp, recorder.handledAt[i]) << i;
+        if (i > 0) {
+            EXPECT_LE(events[i - 1].timestamp, events[i].timestamp) << i;
+        }
+    }
+    EXPECT_FALSE(source.canObserve(0x800000));
+}
+
+TEST(DesktopInput, XInputDropsOnlyThePasteItsOwnInjectorSent)
+{
+    InjectedKeys injected;
+    XInputKeySource source(injected);
+    XTestKeystroke keystroke(injected);
+    ASSERT_TRUE(keystroke.isAvailable());
+    Recorder recorder;
+    ASSERT_TRUE(source.start(recorder.handler())) << source.errorMessage().toStdString();
+    ASSERT_TRUE(keystroke.sendPaste(false));
+    ASSERT_TRUE(keystroke.sendPaste(true));
+    // The same Control key from another sender, right after, is the user's.
+    xdotool({u"key"_s, u"Control_L"_s, u"Escape"_s});
+    // Events arrive in the order they were sent, so the paste's were read before Escape's release.
+    ASSERT_TRUE(waitFor([&] { return recorder.events.size() >= 4; }));
+    const std::vector<KeyEvent> expected{{KeyEventType::flagsChanged, 0, 0x01, 0},
+        {KeyEventType::flagsChanged, 0, 0, 0}, {KeyEventType::keyDown, escapeKeyCode, 0, 0},
+        {KeyEventType::keyUp, escapeKeyCode, 0, 0}};
+    std::vector<KeyEvent> received = recorder.events;
+    for (KeyEvent &event : received)
+        event.timestamp = 0;
+    EXPECT_EQ(received, expected);
 }
 
 TEST(DesktopInput, CaptureReadsTheEntryAndRefusesThePasswordEntry)
@@ -124,7 +198,8 @@ protected:
     AtspiAccess access;
     AtspiAccessibilityTree tree;
     QtClipboardPasteboard pasteboard;
-    XTestKeystroke keystroke;
+    InjectedKeys injected;
+    XTestKeystroke keystroke{injected};
     SystemClock clock;
     PasteService::Environment environment{tree, access, pasteboard, keystroke, clock};
 

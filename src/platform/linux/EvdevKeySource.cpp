@@ -10,12 +10,18 @@
 #include <libudev.h>
 
 #include <cerrno>
+#include <ctime>
 #include <fcntl.h>
 #include <unistd.h>
 
 const char *const EvdevKeySource::ownDeviceName = "Sorawen virtual keyboard";
 
 namespace {
+
+quint64 monotonicNanoseconds(const input_event &event)
+{
+    return quint64(event.input_event_sec) * 1'000'000'000 + quint64(event.input_event_usec) * 1'000;
+}
 
 bool isKeyboardNode(udev_device *device)
 {
@@ -31,6 +37,7 @@ struct EvdevKeySource::Keyboard {
     int descriptor = -1;
     libevdev *device = nullptr;
     std::unique_ptr<QSocketNotifier> notifier;
+    bool hasMonotonicStamps = false;
 
     ~Keyboard()
     {
@@ -141,6 +148,9 @@ void EvdevKeySource::addKeyboard(const QByteArray &path)
         return;
     if (QByteArray(libevdev_get_name(keyboard->device)) == ownDeviceName)
         return;
+    // The kernel stamps events with the wall clock unless asked for the monotonic one; without it
+    // the stamp of the read stands in.
+    keyboard->hasMonotonicStamps = libevdev_set_clock_id(keyboard->device, CLOCK_MONOTONIC) == 0;
     Keyboard *raw = keyboard.get();
     keyboard->notifier = std::make_unique<QSocketNotifier>(keyboard->descriptor, QSocketNotifier::Read);
     connect(keyboard->notifier.get(), &QSocketNotifier::activated, this, [this, raw] { readKeyboard(*raw); });
@@ -179,7 +189,7 @@ void EvdevKeySource::readKeyboard(Keyboard &keyboard)
             // Events were dropped: libevdev replays the differences to bring the key state up to date.
             flag = LIBEVDEV_READ_FLAG_SYNC;
             if (event.type == EV_KEY)
-                deliver(event.code, event.value);
+                deliver(keyboard, event);
             continue;
         }
         if (status == -EAGAIN && flag == LIBEVDEV_READ_FLAG_SYNC) {
@@ -189,13 +199,16 @@ void EvdevKeySource::readKeyboard(Keyboard &keyboard)
         if (status != LIBEVDEV_READ_STATUS_SUCCESS)
             break;
         if (event.type == EV_KEY)
-            deliver(event.code, event.value);
+            deliver(keyboard, event);
     }
 }
 
-void EvdevKeySource::deliver(quint16 code, int value)
+void EvdevKeySource::deliver(const Keyboard &keyboard, const input_event &event)
 {
     // 2 is autorepeat.
-    if (value == 0 || value == 1)
-        stream->key(code, value == 1);
+    if (event.value != 0 && event.value != 1)
+        return;
+    const quint64 timestamp = keyboard.hasMonotonicStamps ? monotonicNanoseconds(event) : KeyEventTranslator::now();
+    // Queued by the stream: the handler runs after this read.
+    stream->key(event.code, event.value == 1, timestamp);
 }

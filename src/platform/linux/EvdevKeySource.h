@@ -11,6 +11,7 @@
 class KeyStream;
 class LogindSession;
 class QSocketNotifier;
+struct input_event;
 struct libevdev;
 struct udev;
 struct udev_monitor;
@@ -18,7 +19,8 @@ struct udev_monitor;
 // Key events read straight from the keyboards (/dev/input/event*), for sessions without X11.
 // Keyboards are found and followed as they come and go through udev. Nothing is grabbed: the
 // desktop still gets every key. Autorepeat is ignored, a dropped-events report is resynchronised,
-// and Sorawen's own virtual keyboard is skipped. The device files are readable only by members of
+// and Sorawen's own virtual keyboard is skipped (so its paste keys never arrive). Events carry the
+// kernel's stamp, on the monotonic clock. The device files are readable only by members of
 // the "input" group; without access start() fails with a message that says so. A keyboard that is
 // unplugged sends the tap-disabled notice (its held keys are forgotten). Main thread.
 class EvdevKeySource final : public QObject, public KeyEventSource
@@ -49,7 +51,7 @@ private:
     void removeKeyboard(const QByteArray &path);
     void readKeyboard(Keyboard &keyboard);
     void readHotplug();
-    void deliver(quint16 code, int value);
+    void deliver(const Keyboard &keyboard, const input_event &event);
 
     udev *context = nullptr;
     udev_monitor *monitor = nullptr;

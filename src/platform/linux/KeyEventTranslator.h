@@ -16,7 +16,7 @@ public:
     // Forgets every held modifier (after the source lost track of the keyboard).
     void reset() { flags = 0; }
 
-    // The stamp of every key event: the monotonic clock in nanoseconds.
+    // The monotonic clock in nanoseconds, the clock of every key event's stamp.
     static quint64 now();
     // The notice a source sends when it lost track of the keyboard and starts over.
     static KeyEvent tapDisabledNotice() { return KeyEvent{KeyEventType::tapDisabledByUserInput, 0, 0, now()}; }

@@ -1,6 +1,8 @@
 #include "platform/linux/UinputKeystroke.h"
 
 #include "platform/linux/EvdevKeySource.h"
+#include "platform/linux/InjectedKeys.h"
+#include "platform/linux/KeyEventTranslator.h"
 
 #include <chrono>
 #include <cstring>
@@ -18,8 +20,9 @@ constexpr auto releaseWait = 1000ms;
 constexpr auto releasePoll = 20ms;
 } // namespace
 
-UinputKeystroke::UinputKeystroke(std::function<quint64()> heldModifiers)
+UinputKeystroke::UinputKeystroke(std::function<quint64()> heldModifiers, InjectedKeys &injected)
     : heldModifiers(std::move(heldModifiers))
+    , injected(injected)
 {
     descriptor = ::open("/dev/uinput", O_WRONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0)
@@ -67,6 +70,12 @@ bool UinputKeystroke::sendPaste(bool forTerminal)
     if (forTerminal)
         chord.push_back(KEY_LEFTSHIFT);
     chord.push_back(KEY_V);
+    std::vector<InjectedKeys::Key> sent;
+    for (const quint16 key : chord)
+        sent.push_back({key, true});
+    for (auto key = chord.rbegin(); key != chord.rend(); ++key)
+        sent.push_back({*key, false});
+    injected.record(sent, KeyEventTranslator::now());
     bool isSent = true;
     for (const quint16 key : chord)
         isSent = write(EV_KEY, key, 1) && write(EV_SYN, SYN_REPORT, 0) && isSent;

@@ -1,5 +1,6 @@
 #include "platform/linux/XInputKeySource.h"
 
+#include "platform/linux/InjectedKeys.h"
 #include "platform/linux/KeyStream.h"
 #include "store/HotkeyChoice.h"
 
@@ -25,9 +26,10 @@ constexpr quint16 xKeycodeOffset = 8;
 
 } // namespace
 
-XInputKeySource::XInputKeySource(const LogindSession *session, QObject *parent)
+XInputKeySource::XInputKeySource(InjectedKeys &injected, const LogindSession *session, QObject *parent)
     : QObject(parent)
     , reconnectTimer(new QTimer(this))
+    , injected(injected)
     , stream(new KeyStream(session, this))
 {
     reconnectTimer->setInterval(2000);
@@ -101,11 +103,10 @@ bool XInputKeySource::connectToServer()
     } mask{};
     mask.head.deviceid = XCB_INPUT_DEVICE_ALL;
     mask.head.mask_len = 1;
-    mask.mask = XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE
-        | XCB_INPUT_XI_EVENT_MASK_HIERARCHY;
+    mask.mask = XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE;
     xcb_input_xi_select_events(connection, screens.data->root, 1, &mask.head);
-    findInjectorDevices();
     xcb_flush(connection);
+    serverClock.reset();
 
     notifier = new QSocketNotifier(xcb_get_file_descriptor(connection), QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, &XInputKeySource::readEvents);
@@ -122,21 +123,6 @@ void XInputKeySource::disconnectFromServer()
     connection = nullptr;
 }
 
-void XInputKeySource::findInjectorDevices()
-{
-    injectorDevices.clear();
-    XcbReply<xcb_input_xi_query_device_reply_t> devices(xcb_input_xi_query_device_reply(
-        connection, xcb_input_xi_query_device(connection, XCB_INPUT_DEVICE_ALL), nullptr));
-    if (!devices)
-        return;
-    for (auto it = xcb_input_xi_query_device_infos_iterator(devices.get()); it.rem > 0;
-         xcb_input_xi_device_info_next(&it)) {
-        const QByteArray name(xcb_input_xi_device_info_name(it.data), xcb_input_xi_device_info_name_length(it.data));
-        if (name.contains("XTEST"))
-            injectorDevices.insert(it.data->deviceid);
-    }
-}
-
 void XInputKeySource::readEvents()
 {
     while (connection != nullptr) {
@@ -148,21 +134,21 @@ void XInputKeySource::readEvents()
         const auto *generic = reinterpret_cast<const xcb_ge_generic_event_t *>(event.get());
         if (generic->extension != extensionOpcode)
             continue;
-        if (generic->event_type == XCB_INPUT_HIERARCHY) {
-            findInjectorDevices();
-            continue;
-        }
         if (generic->event_type != XCB_INPUT_RAW_KEY_PRESS && generic->event_type != XCB_INPUT_RAW_KEY_RELEASE)
             continue;
         const auto *raw = reinterpret_cast<const xcb_input_raw_key_press_event_t *>(event.get());
         // Each key comes once from its own (slave) device and again through the master keyboard.
         if (raw->deviceid != raw->sourceid)
             continue;
-        if (ignoresInjectedKeys && injectorDevices.contains(raw->sourceid))
-            continue;
         if (raw->detail < xKeycodeOffset)
             continue;
-        stream->key(quint16(raw->detail - xKeycodeOffset), generic->event_type == XCB_INPUT_RAW_KEY_PRESS);
+        const InjectedKeys::Key key{
+            quint16(raw->detail - xKeycodeOffset), generic->event_type == XCB_INPUT_RAW_KEY_PRESS};
+        const quint64 timestamp = serverClock.toMonotonic(raw->time, KeyEventTranslator::now());
+        if (injected.consume(key, timestamp))
+            continue;
+        // Queued by the stream: the handler runs after this loop.
+        stream->key(key.linuxKeyCode, key.isPressed, timestamp);
     }
     if (connection != nullptr && xcb_connection_has_error(connection)) {
         disconnectFromServer();

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "platform/KeyEventSource.h"
+#include "platform/linux/XServerClock.h"
 
 #include <QObject>
 
-#include <set>
-
+class InjectedKeys;
 class KeyStream;
 class LogindSession;
 class QSocketNotifier;
@@ -13,20 +13,20 @@ class QTimer;
 struct xcb_connection_t;
 
 // Key events of an X11 session from XInput2 raw events on the root window: listen-only, nothing is
-// grabbed. One copy of each event is taken (the master keyboard's duplicates are dropped), and by default the events
-// that the paste injector (the XTEST device) sends are dropped; tests that drive keys with xdotool
-// turn that filter off. Lives on the main thread and delivers there. When the X server goes away it
-// sends a tap-disabled notice and tries to reconnect every two seconds.
+// grabbed. One copy of each event is taken (the master keyboard's duplicates are dropped); the keys
+// Sorawen's own paste injector recorded in `injected` are dropped, while every other sender's keys
+// (xdotool, remote desktops, software KVMs through the XTEST device) are delivered. Events carry the
+// server's time of the key, on the monotonic clock. Lives on the main thread and delivers there. When
+// the X server goes away it sends a tap-disabled notice and tries to reconnect every two seconds.
 class XInputKeySource final : public QObject, public KeyEventSource
 {
     Q_OBJECT
 
 public:
-    // Events are dropped while `session` (when given) is inactive or locked.
-    explicit XInputKeySource(const LogindSession *session = nullptr, QObject *parent = nullptr);
+    // Events are dropped while `session` (when given) is inactive or locked. `injected` is shared with
+    // the paste injector and must outlive this source.
+    explicit XInputKeySource(InjectedKeys &injected, const LogindSession *session = nullptr, QObject *parent = nullptr);
     ~XInputKeySource() override;
-
-    void setIgnoresInjectedKeys(bool ignores) { ignoresInjectedKeys = ignores; }
 
     bool start(Handler handler) override;
     void stop() override;
@@ -38,14 +38,13 @@ private:
     bool connectToServer();
     void disconnectFromServer();
     void readEvents();
-    void findInjectorDevices();
 
     xcb_connection_t *connection = nullptr;
     QSocketNotifier *notifier = nullptr;
     QTimer *reconnectTimer;
     quint8 extensionOpcode = 0;
-    std::set<quint16> injectorDevices;
+    InjectedKeys &injected;
+    XServerClock serverClock;
     KeyStream *stream;
-    bool ignoresInjectedKeys = true;
     QString error;
 };

@@ -1,5 +1,8 @@
 #include "platform/linux/XTestKeystroke.h"
 
+#include "platform/linux/InjectedKeys.h"
+#include "platform/linux/KeyEventTranslator.h"
+
 #include <xcb/xcb.h>
 #include <xcb/xcb_keysyms.h>
 #include <xcb/xtest.h>
@@ -15,6 +18,8 @@ namespace {
 constexpr xcb_keysym_t controlLeft = 0xffe3;
 constexpr xcb_keysym_t shiftLeft = 0xffe1;
 constexpr xcb_keysym_t letterV = 0x0076;
+// X key codes are the Linux key codes plus 8.
+constexpr xcb_keycode_t xKeycodeOffset = 8;
 // Shift, Control, Alt, Super (left and right) and AltGr: a held one would change the shortcut.
 constexpr xcb_keysym_t modifiers[] = {0xffe1, 0xffe2, 0xffe3, 0xffe4, 0xffe9, 0xffea, 0xffeb, 0xffec, 0xfe03};
 
@@ -24,7 +29,8 @@ constexpr auto releasePoll = 20ms;
 
 } // namespace
 
-XTestKeystroke::XTestKeystroke()
+XTestKeystroke::XTestKeystroke(InjectedKeys &injected)
+    : injected(injected)
 {
     connection = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(connection))
@@ -82,10 +88,16 @@ bool XTestKeystroke::sendPaste(bool forTerminal)
     if (forTerminal)
         chord.push_back(firstCode(shiftLeft));
     chord.push_back(firstCode(letterV));
+    std::vector<InjectedKeys::Key> sent;
     for (const xcb_keycode_t code : chord) {
-        if (code == XCB_NO_SYMBOL)
+        // Also catches XCB_NO_SYMBOL (0), a key missing from the keymap.
+        if (code < xKeycodeOffset)
             return false;
+        sent.push_back({quint16(code - xKeycodeOffset), true});
     }
+    for (auto code = chord.rbegin(); code != chord.rend(); ++code)
+        sent.push_back({quint16(*code - xKeycodeOffset), false});
+    injected.record(sent, KeyEventTranslator::now());
     for (const xcb_keycode_t code : chord)
         xcb_test_fake_input(connection, XCB_KEY_PRESS, code, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
     for (auto code = chord.rbegin(); code != chord.rend(); ++code)

@@ -2,6 +2,7 @@
 #include "platform/linux/AtspiAccess.h"
 #include "platform/linux/AtspiAccessibilityTree.h"
 #include "platform/linux/EvdevKeySource.h"
+#include "platform/linux/InjectedKeys.h"
 #include "platform/linux/LogindSession.h"
 #include "platform/linux/UinputKeystroke.h"
 #include "platform/linux/XInputKeySource.h"
@@ -37,7 +38,8 @@ TEST(MissingDevices, UinputWithoutTheDeviceIsUnavailable)
 {
     if (QFile::exists(QStringLiteral("/dev/uinput")))
         GTEST_SKIP() << "this machine has /dev/uinput";
-    UinputKeystroke keystroke([] { return quint64(0); });
+    InjectedKeys injected;
+    UinputKeystroke keystroke([] { return quint64(0); }, injected);
     EXPECT_FALSE(keystroke.isAvailable());
     EXPECT_FALSE(keystroke.sendPaste(false));
 }
@@ -77,10 +79,11 @@ protected:
 
 TEST_F(WithoutDesktop, KeySourceAndInjectorSayWhy)
 {
-    XInputKeySource source;
+    InjectedKeys injected;
+    XInputKeySource source(injected);
     EXPECT_FALSE(source.start([](const KeyEvent &) {}));
     EXPECT_EQ(source.errorMessage(), QStringLiteral("X サーバーに接続できません。"));
-    XTestKeystroke keystroke;
+    XTestKeystroke keystroke(injected);
     EXPECT_FALSE(keystroke.isAvailable());
     EXPECT_FALSE(keystroke.sendPaste(false));
 }

@@ -1,0 +1,62 @@
+#include "platform/linux/InjectedKeys.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+constexpr quint64 ms(quint64 milliseconds)
+{
+    return milliseconds * 1'000'000;
+}
+
+constexpr quint16 leftControl = 29;
+constexpr quint16 rightControl = 97;
+constexpr quint16 leftShift = 42;
+constexpr quint16 letterV = 47;
+
+TEST(InjectedKeys, DropsEachRecordedKeyOnceAndNothingElse)
+{
+    struct Step {
+        const char *name;
+        // A recording at `at` when `recorded` is not empty, else one event stamped `at`.
+        std::vector<InjectedKeys::Key> recorded;
+        InjectedKeys::Key event;
+        quint64 at;
+        bool isDropped;
+    };
+    const std::vector<InjectedKeys::Key> paste{
+        {leftControl, true}, {letterV, true}, {letterV, false}, {leftControl, false}};
+    const std::vector<InjectedKeys::Key> terminalPaste{{leftControl, true}, {leftShift, true}, {letterV, true},
+        {letterV, false}, {leftShift, false}, {leftControl, false}};
+    const Step steps[] = {
+        {"nothing recorded yet", {}, {leftControl, true}, ms(900), false},
+        {"paste recorded", paste, {}, ms(1000), false},
+        {"its Control press", {}, {leftControl, true}, ms(1002), true},
+        {"its V press", {}, {letterV, true}, ms(1002), true},
+        {"a second V press is the user's", {}, {letterV, true}, ms(1003), false},
+        {"another key", {}, {rightControl, true}, ms(1003), false},
+        {"its V release", {}, {letterV, false}, ms(1004), true},
+        {"its Control release", {}, {leftControl, false}, ms(1004), true},
+        {"a second Control release", {}, {leftControl, false}, ms(1005), false},
+
+        {"terminal paste recorded", terminalPaste, {}, ms(5000), false},
+        {"a Shift pressed well before it", {}, {leftShift, true}, ms(4900), false},
+        {"its Shift press, stamped a millisecond early", {}, {leftShift, true}, ms(4999), true},
+        {"its Control press", {}, {leftControl, true}, ms(5001), true},
+        // The rest of it never arrives.
+        {"a Control release after the lifetime", {}, {leftControl, false}, ms(6001), false},
+        {"a V press after the lifetime", {}, {letterV, true}, ms(6002), false},
+    };
+    InjectedKeys injected;
+    for (const Step &step : steps) {
+        SCOPED_TRACE(step.name);
+        if (!step.recorded.empty())
+            injected.record(step.recorded, step.at);
+        else
+            EXPECT_EQ(injected.consume(step.event, step.at), step.isDropped);
+    }
+}
+
+} // namespace
