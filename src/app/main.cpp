@@ -1,5 +1,7 @@
+#include "app/DesktopServices.h"
 #include "app/Localization.h"
 #include "app/TrayMenu.h"
+#include "dictation/AppModel.h"
 
 #include <QApplication>
 #include <QSocketNotifier>
@@ -42,6 +44,10 @@ void quitOnTerminationSignals(QApplication &application)
 
 int main(int argc, char *argv[])
 {
+    // In a Wayland session the application runs on XWayland: the clipboard and its own windows work
+    // there, and keys and the paste go through the device files (see DesktopServices).
+    if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Sorawen"));
     QApplication::setApplicationVersion(QStringLiteral(SORAWEN_VERSION));
@@ -49,11 +55,15 @@ int main(int argc, char *argv[])
     Localization::install(application);
     quitOnTerminationSignals(application);
 
+    DesktopServices services;
+    AppModel model(services.environment());
     TrayMenu tray;
+    QObject::connect(&model, &AppModel::stateChanged, &tray, [&] { tray.showState(model.state()); });
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
         QTextStream(stderr) << QApplication::translate(
             "main", "システムトレイが見つからないため、アイコンなしで動作します。")
                             << Qt::endl;
     }
+    model.start();
     return QApplication::exec();
 }

@@ -1,0 +1,36 @@
+#include "app/DesktopServices.h"
+
+#include "platform/linux/EvdevKeySource.h"
+#include "platform/linux/UinputKeystroke.h"
+#include "platform/linux/XInputKeySource.h"
+#include "platform/linux/XTestKeystroke.h"
+
+#include <QGuiApplication>
+
+DesktopServices::DesktopServices()
+{
+    if (isWaylandSession()) {
+        auto *evdev = new EvdevKeySource(&session);
+        keys.reset(evdev);
+        keystroke = std::make_unique<UinputKeystroke>([evdev] { return evdev->heldModifiers(); }, injected);
+    } else {
+        keys = std::make_unique<XInputKeySource>(injected, &session);
+        keystroke = std::make_unique<XTestKeystroke>(injected);
+    }
+}
+
+// The injector goes first: the virtual keyboard asks the key source which modifiers are held.
+DesktopServices::~DesktopServices() = default;
+
+bool DesktopServices::isWaylandSession()
+{
+    return qEnvironmentVariable("XDG_SESSION_TYPE") == QStringLiteral("wayland")
+        || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") || QGuiApplication::platformName() != QStringLiteral("xcb");
+}
+
+AppModel::Environment DesktopServices::environment()
+{
+    return AppModel::Environment{engines.defaults, engines.clock, *keys, *engines.languageModel, audio,
+        engines.converters, engines.recognizers, engines.recognizers, tree, access, pasteboard, *keystroke,
+        engines.tokenizer, engines.history, engines.log, sounds, sleep, loginItem};
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "app/EngineServices.h"
+#include "dictation/AppModel.h"
+#include "platform/linux/AtspiAccess.h"
+#include "platform/linux/AtspiAccessibilityTree.h"
+#include "platform/linux/FreedesktopSoundPlayer.h"
+#include "platform/linux/InjectedKeys.h"
+#include "platform/linux/LogindSession.h"
+#include "platform/linux/LogindSleepMonitor.h"
+#include "platform/linux/PulseAudioEngine.h"
+#include "platform/linux/QtClipboardPasteboard.h"
+#include "platform/linux/XdgAutostartLoginItem.h"
+
+#include <memory>
+
+// Every real service of the running application, built in one place: the engine services, and the
+// desktop adapters the session allows. In an X11 session keys come from XInput2 and the paste goes
+// through XTest; in a Wayland session (the application itself runs on XWayland there, where XInput2
+// sees only X clients' keys) keys come from the keyboards' device files and the paste from a
+// virtual keyboard. Main thread; built after the QGuiApplication.
+class DesktopServices
+{
+public:
+    DesktopServices();
+    ~DesktopServices();
+    DesktopServices(const DesktopServices &) = delete;
+    DesktopServices &operator=(const DesktopServices &) = delete;
+
+    // What the coordinator is built from; everything lives as long as this object.
+    AppModel::Environment environment();
+    Log &log() { return engines.log; }
+
+    // True in a Wayland session (the key source and the injector then use device files).
+    static bool isWaylandSession();
+
+private:
+    EngineServices engines;
+    LogindSession session;
+    InjectedKeys injected;
+    std::unique_ptr<KeyEventSource> keys;
+    std::unique_ptr<Keystroke> keystroke;
+    AtspiAccessibilityTree tree;
+    AtspiAccess access;
+    QtClipboardPasteboard pasteboard;
+    PulseAudioEngine audio;
+    FreedesktopSoundPlayer sounds{engines.log};
+    LogindSleepMonitor sleep{engines.log};
+    XdgAutostartLoginItem loginItem;
+};
