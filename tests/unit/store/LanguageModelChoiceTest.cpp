@@ -1,29 +1,9 @@
 #include "store/LanguageModelChoice.h"
-#include "platform/DefaultsStore.h"
-
-#include <QHash>
+#include "MemoryDefaultsStore.h"
 
 #include <gtest/gtest.h>
 
 namespace {
-
-class MemoryDefaults final : public DefaultsStore
-{
-public:
-    QHash<QString, QByteArray> values;
-
-    std::optional<QByteArray> bytes(const QString &key) const override
-    {
-        return values.contains(key) ? std::optional(values.value(key)) : std::nullopt;
-    }
-    bool setBytes(const QString &key, const QByteArray &value) override
-    {
-        values.insert(key, value);
-        return true;
-    }
-    std::optional<bool> boolean(const QString &) const override { return std::nullopt; }
-    bool setBoolean(const QString &, bool) override { return false; }
-};
 
 TEST(LanguageModelChoice, OnlyEndpointsOnThisMachineAreAccepted)
 {
@@ -52,7 +32,7 @@ TEST(LanguageModelChoice, OnlyEndpointsOnThisMachineAreAccepted)
 
 TEST(LanguageModelChoice, StoredChoicesRoundTripAndBadOnesMeanTheInstalledModel)
 {
-    MemoryDefaults defaults;
+    MemoryDefaultsStore defaults;
     EXPECT_EQ(LanguageModelChoice::load(defaults), LanguageModelChoice{});
 
     const LanguageModelChoice endpoint{QUrl(QStringLiteral("http://127.0.0.1:11434/v1")), QStringLiteral("qwen2.5:3b")};
