@@ -10,9 +10,10 @@
 #include <vector>
 
 // Recognition by a transcription server on the user's machine through the OpenAI-compatible API
-// (whisper.cpp's server, faster-whisper servers): the whole recording is sent once input ends, as
-// one POST <base>/audio/transcriptions, and its text comes back as one final result; there are no
-// volatile results. `run` blocks its own thread for the request; `cancel` (any thread) aborts it.
+// (whisper.cpp's whisper-server answers it when started with --inference-path
+// /v1/audio/transcriptions): the whole recording is sent once input ends, as one POST
+// <base>/audio/transcriptions, and its text comes back as one final result; there are no volatile
+// results. `run` blocks its own thread for the request; `cancel` (any thread) aborts it.
 // A refused connection, an HTTP error, an unreadable answer or no answer in time ends `run` with a
 // readable message.
 class OpenAiTranscriptionRecognizer final : public SpeechRecognizer
