@@ -187,6 +187,29 @@
     </message>
 </context>
 <context>
+    <name>OpenAiTranscriptionRecognizer</name>
+    <message>
+        <source>音声認識サーバーがエラーを返しました（HTTP %1）: %2</source>
+        <translation>The speech recognition server returned an error (HTTP %1): %2</translation>
+    </message>
+    <message>
+        <source>音声認識サーバーに接続できません: %1</source>
+        <translation>Cannot connect to the speech recognition server: %1</translation>
+    </message>
+    <message>
+        <source>音声認識サーバーから %1 秒以内に応答がありませんでした: %2</source>
+        <translation>The speech recognition server did not answer within %1 s: %2</translation>
+    </message>
+    <message>
+        <source>音声認識サーバーと通信できません: %1</source>
+        <translation>Cannot communicate with the speech recognition server: %1</translation>
+    </message>
+    <message>
+        <source>音声認識サーバーの応答を読めません</source>
+        <translation>Cannot read the speech recognition server&apos;s answer</translation>
+    </message>
+</context>
+<context>
     <name>PasteError</name>
     <message>
         <source>アクセシビリティの許可が必要です。</source>
@@ -236,6 +259,21 @@
     <message>
         <source>言語モデルがまだインストールされていません（%1）</source>
         <translation>The language model is not installed yet (%1)</translation>
+    </message>
+</context>
+<context>
+    <name>SpeechModelChoice</name>
+    <message>
+        <source>音声認識モデルのファイルは絶対パスで指定してください: %1</source>
+        <translation>Give the speech recognition model file as an absolute path: %1</translation>
+    </message>
+    <message>
+        <source>音声認識モデルのファイルがありません: %1</source>
+        <translation>The speech recognition model file does not exist: %1</translation>
+    </message>
+    <message>
+        <source>音声認識モデルのファイルを読めません: %1</source>
+        <translation>Cannot read the speech recognition model file: %1</translation>
     </message>
 </context>
 <context>

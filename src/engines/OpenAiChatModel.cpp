@@ -1,7 +1,8 @@
 #include "engines/OpenAiChatModel.h"
 
+#include "engines/BlockingHttp.h"
+
 #include <QCoreApplication>
-#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -14,104 +15,39 @@ namespace {
 
 constexpr int prewarmTimeoutMs = 15000;
 
-// Where a running request can be reached from another thread, to abort it.
-class Cancellation
-{
-public:
-    void cancel()
-    {
-        std::scoped_lock guard(lock);
-        cancelled = true;
-        if (active != nullptr)
-            QMetaObject::invokeMethod(active, &QNetworkReply::abort, Qt::QueuedConnection);
-    }
-    bool isCancelled()
-    {
-        std::scoped_lock guard(lock);
-        return cancelled;
-    }
-    // False when cancelled already.
-    bool attach(QNetworkReply *reply)
-    {
-        std::scoped_lock guard(lock);
-        active = reply;
-        return !cancelled;
-    }
-    void detach()
-    {
-        std::scoped_lock guard(lock);
-        active = nullptr;
-    }
-
-private:
-    std::mutex lock;
-    bool cancelled = false;
-    QNetworkReply *active = nullptr;
-};
-
-QUrl endpoint(const QUrl &base, const char *path)
-{
-    QUrl url = base;
-    QString basePath = url.path();
-    while (basePath.endsWith(u'/'))
-        basePath.chop(1);
-    url.setPath(basePath + QLatin1StringView(path));
-    return url;
-}
-
-// The server's own words for a failure, when its body carries them.
-QString serverMessage(const QByteArray &body)
-{
-    const QJsonValue error = QJsonDocument::fromJson(body).object().value(QLatin1StringView("error"));
-    if (error.isString())
-        return error.toString();
-    if (const QString message = error.toObject().value(QLatin1StringView("message")).toString(); !message.isEmpty())
-        return message;
-    return QString::fromUtf8(body.left(200)).simplified();
-}
+using BlockingHttp::Cancellation;
+using BlockingHttp::endpoint;
 
 // One request, run to its end on the calling thread. Nothing (a JSON body) for GET.
 std::expected<QByteArray, QString> exchange(
     const QUrl &url, const std::optional<QByteArray> &body, int timeoutMs, Cancellation *cancellation)
 {
-    QNetworkAccessManager manager;
-    QNetworkRequest request(url);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
-    request.setTransferTimeout(timeoutMs);
-    QNetworkReply *reply = body ? manager.post(request, *body) : manager.get(request);
-    QEventLoop loop;
-    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    if (cancellation != nullptr && !cancellation->attach(reply))
-        reply->abort();
-    if (!reply->isFinished())
-        loop.exec();
-    if (cancellation != nullptr)
-        cancellation->detach();
-    reply->deleteLater();
-
-    if (cancellation != nullptr && cancellation->isCancelled())
-        return std::unexpected(LanguageModel::cancelledMessage());
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const QByteArray answer = reply->readAll();
-    if (status >= 400)
+    const BlockingHttp::Reply reply = BlockingHttp::exchange(
+        [&](QNetworkAccessManager &manager) {
+            QNetworkRequest request(url);
+            request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+            return body ? manager.post(request, *body) : manager.get(request);
+        },
+        timeoutMs, cancellation);
+    switch (reply.outcome) {
+    case BlockingHttp::Reply::Outcome::answered: return reply.body;
+    case BlockingHttp::Reply::Outcome::cancelled: return std::unexpected(LanguageModel::cancelledMessage());
+    case BlockingHttp::Reply::Outcome::httpError:
         return std::unexpected(
             QCoreApplication::translate("LanguageModel", "言語モデルのサーバーがエラーを返しました（HTTP %1）: %2")
-                .arg(status)
-                .arg(serverMessage(answer)));
-    switch (reply->error()) {
-    case QNetworkReply::NoError: return answer;
-    case QNetworkReply::ConnectionRefusedError:
+                .arg(reply.status)
+                .arg(BlockingHttp::serverMessage(reply.body)));
+    case BlockingHttp::Reply::Outcome::refused:
         return std::unexpected(QCoreApplication::translate("LanguageModel", "言語モデルのサーバーに接続できません: %1")
                                    .arg(url.toDisplayString()));
-    case QNetworkReply::OperationCanceledError:
-    case QNetworkReply::TimeoutError:
+    case BlockingHttp::Reply::Outcome::timedOut:
         return std::unexpected(
             QCoreApplication::translate("LanguageModel", "言語モデルのサーバーから応答がありません: %1")
                 .arg(url.toDisplayString()));
-    default:
-        return std::unexpected(QCoreApplication::translate("LanguageModel", "言語モデルのサーバーと通信できません: %1")
-                                   .arg(reply->errorString()));
+    case BlockingHttp::Reply::Outcome::failed: break;
     }
+    return std::unexpected(QCoreApplication::translate("LanguageModel", "言語モデルのサーバーと通信できません: %1")
+                               .arg(reply.errorString));
 }
 
 QString unreadable()

@@ -169,6 +169,16 @@ void VoiceActivity::reset()
     whisper_vad_reset_state(context);
 }
 
+std::optional<WhisperRecognizer::Engine> WhisperRecognizer::engineOf(const QString &fileName)
+{
+    switch (kindOf(fileName)) {
+    case ModelKind::whisper: return Engine::whisper;
+    case ModelKind::parakeet: return Engine::parakeet;
+    case ModelKind::unknown: break;
+    }
+    return std::nullopt;
+}
+
 WhisperRecognizer::WhisperRecognizer(Options options)
     : options(std::move(options))
     , language(this->options.language.toUtf8())

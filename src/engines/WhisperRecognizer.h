@@ -102,6 +102,9 @@ public:
     };
 
     explicit WhisperRecognizer(Options options);
+
+    // The engine a model file is for, read from its header; nothing when it is for neither.
+    static std::optional<Engine> engineOf(const QString &fileName);
     ~WhisperRecognizer() override;
 
     std::expected<void, QString> prepare(const QStringList &contextualStrings) override;

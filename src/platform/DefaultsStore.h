@@ -25,4 +25,6 @@ inline const QString settings = QStringLiteral("settings");
 inline const QString onboardingCompleted = QStringLiteral("onboardingCompleted");
 // Which language model rewrites dictations (see LanguageModelChoice).
 inline const QString languageModel = QStringLiteral("languageModel");
+// Which model recognises each language (see SpeechModelChoice).
+inline const QString speechModel = QStringLiteral("speechModel");
 } // namespace DefaultsKeys

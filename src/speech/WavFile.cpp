@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QtEndian>
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace {
@@ -86,6 +88,33 @@ std::expected<AudioBuffer, QString> read(const QString &fileName)
         return std::unexpected(
             QCoreApplication::translate("WavFile", "%1 を開けません: %2").arg(fileName, file.errorString()));
     return decode(file.readAll());
+}
+
+QByteArray encode(const AudioBuffer &buffer)
+{
+    const auto channels = quint16(std::max(buffer.format.channelCount, 1));
+    const auto rate = quint32(buffer.format.sampleRate);
+    const auto dataBytes = quint32(buffer.samples.size() * 2);
+    QByteArray bytes(44 + qsizetype(dataBytes), Qt::Uninitialized);
+    auto *out = reinterpret_cast<uchar *>(bytes.data());
+    std::memcpy(out, "RIFF", 4);
+    qToLittleEndian<quint32>(36 + dataBytes, out + 4);
+    std::memcpy(out + 8, "WAVEfmt ", 8);
+    qToLittleEndian<quint32>(16, out + 16);
+    qToLittleEndian<quint16>(1, out + 20);
+    qToLittleEndian<quint16>(channels, out + 22);
+    qToLittleEndian<quint32>(rate, out + 24);
+    qToLittleEndian<quint32>(rate * channels * 2, out + 28);
+    qToLittleEndian<quint16>(channels * 2, out + 32);
+    qToLittleEndian<quint16>(16, out + 34);
+    std::memcpy(out + 36, "data", 4);
+    qToLittleEndian<quint32>(dataBytes, out + 40);
+    uchar *sample = out + 44;
+    for (const float value : buffer.samples) {
+        qToLittleEndian<qint16>(qint16(std::lround(std::clamp(value, -1.0F, 1.0F) * 32767.0F)), sample);
+        sample += 2;
+    }
+    return bytes;
 }
 
 } // namespace WavFile

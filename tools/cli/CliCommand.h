@@ -51,5 +51,6 @@ int runMergeCommand(const QStringList &arguments);
 int runPolishCommand(const QStringList &arguments);
 int runPromptCommand(const QStringList &arguments);
 int runSettingsCommand(const QStringList &arguments);
+int runSpeechModelCommand(const QStringList &arguments);
 int runTranscribeCommand(const QStringList &arguments);
 int runValidateCommand(const QStringList &arguments);

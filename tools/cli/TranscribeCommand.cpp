@@ -2,9 +2,11 @@
 
 #include "FileAudioEngine.h"
 #include "core/SystemClock.h"
+#include "engines/ChosenRecognizers.h"
 #include "engines/HttpModelStore.h"
 #include "engines/SoxrConverter.h"
 #include "engines/WhisperRecognizer.h"
+#include "platform/linux/FileDefaultsStore.h"
 #include "speech/ModelCatalogue.h"
 #include "speech/SpeechService.h"
 #include "speech/WavFile.h"
@@ -45,6 +47,28 @@ private:
     WhisperRecognizer::Engine engine;
 };
 
+// The catalogue's models where the application installed them: transcribe never downloads.
+class InstalledCatalogue final : public SpeechModels
+{
+public:
+    explicit InstalledCatalogue(const SpeechModelStore &store)
+        : store(store)
+    { }
+    std::expected<void, QString> ensureInstalled(const QString &locale) override
+    {
+        const QString model = store.pathOf(ModelCatalogue::recognitionModel(locale));
+        if (!QFile::exists(model))
+            return std::unexpected(
+                QStringLiteral("no model at %1: run 'sorawen-cli install %2', choose one with speech-model, or pass "
+                               "--model PATH")
+                    .arg(model, locale));
+        return {};
+    }
+
+private:
+    const SpeechModelStore &store;
+};
+
 } // namespace
 
 // transcribe: a WAV file through the speech service as if it came from the microphone.
@@ -62,21 +86,30 @@ int runTranscribeCommand(const QStringList &arguments)
     const QString locale = options->value("language").value_or(QStringLiteral("en_US"));
     if (!RecognitionLanguage::fromRawValue(locale))
         return Cli::usageError(QStringLiteral("unknown language '%1' (ja_JP or en_US)").arg(locale));
-    // Without --model, the models the application installed for this language.
+    // Without --model, the model chosen for the language (speech-model), as the application makes it.
     const HttpModelStore installed;
-    const std::optional<QString> model
-        = options->value("model").value_or(installed.pathOf(ModelCatalogue::recognitionModel(locale)));
-    if (!QFile::exists(*model))
-        return Cli::usageError(QStringLiteral("no model at %1: pass --model PATH").arg(*model));
-    QString vad = options->value("vad").value_or(QString());
-    if (vad.isEmpty() && QFile::exists(installed.pathOf(ModelCatalogue::voiceActivityModel())))
-        vad = installed.pathOf(ModelCatalogue::voiceActivityModel());
-
-    const QString engineName = options->value("engine").value_or(QStringLiteral("whisper"));
-    if (engineName != u"whisper" && engineName != u"parakeet")
-        return Cli::usageError(QStringLiteral("unknown engine '%1' (whisper or parakeet)").arg(engineName));
-    const auto engineKind
-        = engineName == u"parakeet" ? WhisperRecognizer::Engine::parakeet : WhisperRecognizer::Engine::whisper;
+    const FileDefaultsStore defaults;
+    InstalledCatalogue catalogue(installed);
+    ChosenRecognizers chosen(defaults, catalogue, installed);
+    std::optional<GivenModels> given;
+    if (const std::optional<QString> model = options->value("model")) {
+        if (!QFile::exists(*model))
+            return Cli::usageError(QStringLiteral("no model at %1: pass --model PATH").arg(*model));
+        QString vad = options->value("vad").value_or(QString());
+        if (vad.isEmpty() && QFile::exists(installed.pathOf(ModelCatalogue::voiceActivityModel())))
+            vad = installed.pathOf(ModelCatalogue::voiceActivityModel());
+        const QString engineName = options->value("engine").value_or(QStringLiteral("whisper"));
+        if (engineName != u"whisper" && engineName != u"parakeet")
+            return Cli::usageError(QStringLiteral("unknown engine '%1' (whisper or parakeet)").arg(engineName));
+        given.emplace(*model, vad,
+            engineName == u"parakeet" ? WhisperRecognizer::Engine::parakeet : WhisperRecognizer::Engine::whisper);
+    } else if (options->value("vad") || options->value("engine")) {
+        return Cli::usageError(QStringLiteral("--vad and --engine go with --model"));
+    } else if (const std::expected<void, QString> ready = chosen.ensureInstalled(locale); !ready) {
+        return Cli::usageError(ready.error());
+    }
+    SpeechModels &models = given ? static_cast<SpeechModels &>(*given) : chosen;
+    SpeechRecognizerFactory &recognizers = given ? static_cast<SpeechRecognizerFactory &>(*given) : chosen;
 
     std::expected<AudioBuffer, QString> audio = WavFile::read(file);
     if (!audio)
@@ -87,9 +120,8 @@ int runTranscribeCommand(const QStringList &arguments)
 
     FileAudioEngine engine(std::move(*audio), !options->has("fast"));
     SoxrConverterFactory converters;
-    GivenModels models(*model, vad, engineKind);
     SystemClock clock;
-    SpeechService service(SpeechService::Environment{engine, converters, models, models, clock});
+    SpeechService service(SpeechService::Environment{engine, converters, recognizers, models, clock});
     QTextStream errors(stderr);
     service.onPartialText = [&](const QString &text) { errors << "… " << text << Qt::endl; };
 

@@ -24,8 +24,11 @@ constexpr std::array commands{
     CliCommand{"install", "install ja_JP|en_US|language-model", runInstallCommand},
     CliCommand{"language-model", "language-model [--installed | --endpoint URL [--endpoint-model NAME]]",
         runLanguageModelCommand},
+    CliCommand{"speech-model",
+        "speech-model --language ja_JP|en_US [--catalogue | --file PATH | --endpoint URL [--endpoint-model NAME]]",
+        runSpeechModelCommand},
     CliCommand{"transcribe",
-        "transcribe FILE.wav [--model PATH] [--engine whisper|parakeet] [--vad PATH] [--language ja_JP|en_US] [--fast]",
+        "transcribe FILE.wav [--model PATH [--engine whisper|parakeet] [--vad PATH]] [--language ja_JP|en_US] [--fast]",
         runTranscribeCommand},
 };
 

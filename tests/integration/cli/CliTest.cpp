@@ -1,4 +1,6 @@
+#include "FakeTranscriptionServer.h"
 #include "TinyLanguageModel.h"
+#include "WaitFor.h"
 #include "store/RippletSettings.h"
 
 #include <QFile>
@@ -295,6 +297,79 @@ TEST(LanguageModelCommand, StoresTheChoiceThatPolishThenUses)
     EXPECT_EQ(notInstalled.exitCode, 1);
     EXPECT_TRUE(notInstalled.out.contains(home.filePath(QStringLiteral("data")).toUtf8()))
         << notInstalled.out.toStdString();
+}
+
+TEST(SpeechModelCommand, StoresTheChoiceThatTranscribeThenUses)
+{
+    const QString data = QStringLiteral(SORAWEN_TESTDATA);
+    if (!QFile::exists(data + QStringLiteral("/whisper-test-tiny.bin")))
+        GTEST_SKIP() << "the shared test data is not beside the project";
+    QTemporaryDir home;
+    const QString own = home.filePath(QStringLiteral("own.bin"));
+    ASSERT_TRUE(QFile::copy(data + QStringLiteral("/whisper-test-tiny.bin"), own));
+    const QString wav = data + QStringLiteral("/jfk-en.wav");
+    FakeTranscriptionServer server;
+    const QString endpoint = server.base("good").toString();
+    QByteArray errors;
+    // The event loop keeps running meanwhile, so the server answers.
+    auto run = [&](const QStringList &arguments) {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral("config")));
+        environment.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral("data")));
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(SORAWEN_CLI), arguments);
+        process.closeWriteChannel();
+        EXPECT_TRUE(waitFor([&] { return process.state() == QProcess::NotRunning; }, 60000));
+        errors = process.readAllStandardError();
+        return CliRun{process.exitCode(), process.readAllStandardOutput()};
+    };
+    struct Case {
+        const char *name;
+        QStringList arguments;
+        int exitCode;
+        QByteArray out;
+    };
+    const QStringList speechModel{QStringLiteral("speech-model"), QStringLiteral("--language")};
+    const QStringList en = speechModel + QStringList{QStringLiteral("en_US")};
+    const QStringList ja = speechModel + QStringList{QStringLiteral("ja_JP")};
+    const QStringList transcribe{QStringLiteral("transcribe"), wav, QStringLiteral("--fast")};
+    const Case cases[] = {
+        {"nothing chosen", en, 0, "catalogue\n"},
+        {"catalogue not installed", transcribe, 2, ""},
+        {"own file", en + QStringList{QStringLiteral("--file"), own}, 0, "file " + own.toUtf8() + "\n"},
+        {"server",
+            ja
+                + QStringList{QStringLiteral("--endpoint"), endpoint, QStringLiteral("--endpoint-model"),
+                    QStringLiteral("small")},
+            0, "endpoint " + endpoint.toUtf8() + " model small\n"},
+        {"server elsewhere", ja + QStringList{QStringLiteral("--endpoint"), QStringLiteral("http://10.0.0.2/v1")}, 2,
+            ""},
+        {"missing file", en + QStringList{QStringLiteral("--file"), QStringLiteral("/nonexistent.bin")}, 2, ""},
+        {"file that is no model", en + QStringList{QStringLiteral("--file"), wav}, 2, ""},
+        {"two choices at once", en + QStringList{QStringLiteral("--catalogue"), QStringLiteral("--file"), own}, 2, ""},
+        {"model name without a server", en + QStringList{QStringLiteral("--endpoint-model"), QStringLiteral("m")}, 2,
+            ""},
+        {"refusals change nothing", en, 0, "file " + own.toUtf8() + "\n"},
+        {"japanese kept apart", ja, 0, "endpoint " + endpoint.toUtf8() + " model small\n"},
+        {"server transcribes", transcribe + QStringList{QStringLiteral("--language"), QStringLiteral("ja_JP")}, 0,
+            "We meet at noon."},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        const CliRun result = run(c.arguments);
+        EXPECT_EQ(result.exitCode, c.exitCode);
+        EXPECT_EQ(result.out, c.out);
+    }
+    ASSERT_EQ(server.requests.size(), 1);
+    EXPECT_EQ(server.requests[0].fields.value("model"), "small");
+    EXPECT_EQ(server.requests[0].fields.value("language"), "ja");
+
+    // The untrained model's words are meaningless; the run must complete.
+    EXPECT_EQ(run(transcribe).exitCode, 0);
+    ASSERT_TRUE(QFile::remove(own));
+    EXPECT_EQ(run(transcribe).exitCode, 2);
+    EXPECT_TRUE(errors.contains("音声認識モデルのファイルがありません: " + own.toUtf8())) << errors.toStdString();
 }
 
 } // namespace

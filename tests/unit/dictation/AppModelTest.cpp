@@ -7,7 +7,7 @@
 #include "FakeKeystroke.h"
 #include "FakePasteboard.h"
 #include "ManualClock.h"
-#include "MemoryDefaults.h"
+#include "MemoryDefaultsStore.h"
 #include "RecordingLog.h"
 #include "ScriptedLanguageModel.h"
 #include "ScriptedRecognizer.h"
@@ -40,7 +40,7 @@ struct Gate {
 
 struct Fixture {
     QTemporaryDir folder;
-    MemoryDefaults defaults;
+    MemoryDefaultsStore defaults;
     ManualClock clock;
     FakeKeySource keys;
     ScriptedModel languageModel;

@@ -1,8 +1,5 @@
 #include "store/LanguageModelChoice.h"
-#include "MemoryDefaults.h"
-#include "platform/DefaultsStore.h"
-
-#include <QHash>
+#include "MemoryDefaultsStore.h"
 
 #include <gtest/gtest.h>
 
@@ -35,7 +32,7 @@ TEST(LanguageModelChoice, OnlyEndpointsOnThisMachineAreAccepted)
 
 TEST(LanguageModelChoice, StoredChoicesRoundTripAndBadOnesMeanTheInstalledModel)
 {
-    MemoryDefaults defaults;
+    MemoryDefaultsStore defaults;
     EXPECT_EQ(LanguageModelChoice::load(defaults), LanguageModelChoice{});
 
     const LanguageModelChoice endpoint{QUrl(QStringLiteral("http://127.0.0.1:11434/v1")), QStringLiteral("qwen2.5:3b")};

@@ -4,8 +4,8 @@
 
 #include <QHash>
 
-// Defaults kept in memory; every write succeeds.
-class MemoryDefaults final : public DefaultsStore
+// Defaults kept in memory; tests write odd stored forms straight into `values`.
+class MemoryDefaultsStore final : public DefaultsStore
 {
 public:
     QHash<QString, QByteArray> values;

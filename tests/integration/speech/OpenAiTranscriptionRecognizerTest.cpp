@@ -1,0 +1,170 @@
+#include "engines/OpenAiTranscriptionRecognizer.h"
+#include "FakeTranscriptionServer.h"
+#include "WaitFor.h"
+#include "speech/WavFile.h"
+
+#include <QCoreApplication>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <future>
+
+namespace {
+
+QString translated(const char *text)
+{
+    return QCoreApplication::translate("OpenAiTranscriptionRecognizer", text);
+}
+
+AudioBuffer tone(double seconds)
+{
+    AudioBuffer buffer{AudioFormat{16000, 1}, std::vector<float>(size_t(seconds * 16000))};
+    for (size_t i = 0; i < buffer.samples.size(); ++i)
+        buffer.samples[i] = 0.5F * float(std::sin(double(i) * 0.05));
+    return buffer;
+}
+
+// A recogniser whose `run` goes on a thread of its own, as in a recording.
+struct Session {
+    OpenAiTranscriptionRecognizer recognizer;
+    std::vector<SpeechRecognizer::Result> results;
+    std::future<std::expected<void, QString>> ended;
+
+    explicit Session(OpenAiTranscriptionRecognizer::Options options, const QStringList &words = {})
+        : recognizer(std::move(options))
+    {
+        EXPECT_TRUE(recognizer.prepare(words));
+        ended = std::async(std::launch::async,
+            [this] { return recognizer.run([this](const SpeechRecognizer::Result &r) { results.push_back(r); }); });
+    }
+    // Keeps the server's event loop going until `run` returns.
+    std::expected<void, QString> outcome(int milliseconds = 20000)
+    {
+        EXPECT_TRUE(waitFor(
+            [&] { return ended.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }, milliseconds));
+        return ended.get();
+    }
+};
+
+TEST(OpenAiTranscriptionRecognizer, SendsTheRecordingAsAWavFormAndReportsTheText)
+{
+    FakeTranscriptionServer server;
+    struct Case {
+        const char *model;
+        const char *language;
+        QStringList words;
+        const char *sentModel;
+        std::optional<QByteArray> prompt;
+    };
+    const Case cases[] = {
+        {"base.en", "en", {QStringLiteral("Sorawen"), QStringLiteral("Kubernetes")}, "base.en", "Sorawen, Kubernetes"},
+        {"", "ja", {}, "whisper-1", std::nullopt},
+    };
+    const AudioBuffer audio = tone(0.75);
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.language);
+        Session session({server.base("good"), QLatin1StringView(c.model), QLatin1StringView(c.language)}, c.words);
+        EXPECT_EQ(session.recognizer.bestAudioFormat(AudioFormat{48000, 2}), (AudioFormat{16000, 1}));
+        EXPECT_EQ(session.recognizer.bestAudioFormat(AudioFormat{}), std::nullopt);
+        // Two halves, and a buffer in another format, which is not the recogniser's and is left out.
+        const auto half = audio.samples.begin() + std::ptrdiff_t(audio.samples.size() / 2);
+        session.recognizer.append(AudioBuffer{audio.format, {audio.samples.begin(), half}});
+        session.recognizer.append(AudioBuffer{AudioFormat{48000, 1}, std::vector<float>(4800, 0.9F)});
+        session.recognizer.append(AudioBuffer{audio.format, {half, audio.samples.end()}});
+        session.recognizer.finishInput();
+        const std::expected<void, QString> outcome = session.outcome();
+        ASSERT_TRUE(outcome) << outcome.error().toStdString();
+        ASSERT_EQ(session.results.size(), 1U);
+        EXPECT_EQ(session.results[0].text, u"We meet at noon.");
+        EXPECT_TRUE(session.results[0].isFinal);
+
+        const FakeTranscriptionServer::Request request = server.requests.last();
+        EXPECT_EQ(request.method, "POST");
+        EXPECT_EQ(request.path, "/good/v1/audio/transcriptions");
+        EXPECT_EQ(request.fields.value("model"), c.sentModel);
+        EXPECT_EQ(request.fields.value("language"), c.language);
+        EXPECT_EQ(request.fields.value("response_format"), "json");
+        EXPECT_EQ(
+            request.fields.contains("prompt") ? std::optional(request.fields.value("prompt")) : std::nullopt, c.prompt);
+        EXPECT_EQ(request.fileNames.value("file"), "audio.wav");
+        const std::expected<AudioBuffer, QString> sent = WavFile::decode(request.fields.value("file"));
+        ASSERT_TRUE(sent) << sent.error().toStdString();
+        EXPECT_EQ(sent->format, (AudioFormat{16000, 1}));
+        ASSERT_EQ(sent->samples.size(), audio.samples.size());
+        for (size_t i = 0; i < audio.samples.size(); ++i)
+            ASSERT_NEAR(sent->samples[i], audio.samples[i], 1.0 / 16000) << i;
+    }
+}
+
+TEST(OpenAiTranscriptionRecognizer, FailuresEndTheSessionWithAReadableReason)
+{
+    FakeTranscriptionServer server;
+    QTcpServer closed;
+    closed.listen(QHostAddress::LocalHost);
+    const QUrl refused(QStringLiteral("http://127.0.0.1:%1/v1").arg(closed.serverPort()));
+    closed.close();
+
+    struct Case {
+        QUrl base;
+        QString reason;
+    };
+    const Case cases[] = {
+        {server.base("error"),
+            translated("音声認識サーバーがエラーを返しました（HTTP %1）: %2").arg(500).arg(u"failed to read audio")},
+        {server.base("garbage"), translated("音声認識サーバーの応答を読めません")},
+        {server.base("notext"), translated("音声認識サーバーの応答を読めません")},
+        {refused,
+            translated("音声認識サーバーに接続できません: %1")
+                .arg(QStringLiteral("http://127.0.0.1:%1/v1/audio/transcriptions").arg(refused.port()))},
+        // 0.3 s of leeway and 0.2 s of audio: cut after half a second, shown rounded up.
+        {server.base("hang"),
+            translated("音声認識サーバーから %1 秒以内に応答がありませんでした: %2")
+                .arg(1)
+                .arg(server.base("hang").toString() + QStringLiteral("/audio/transcriptions"))},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.base.toString().toStdString());
+        Session session({c.base, QStringLiteral("m"), QStringLiteral("en"), 300});
+        session.recognizer.append(tone(0.2));
+        session.recognizer.finishInput();
+        const std::expected<void, QString> outcome = session.outcome(5000);
+        ASSERT_FALSE(outcome);
+        EXPECT_EQ(outcome.error(), c.reason);
+        EXPECT_TRUE(session.results.empty());
+    }
+}
+
+TEST(OpenAiTranscriptionRecognizer, CancelEndsTheSessionAtOnceAndSilenceSendsNothing)
+{
+    FakeTranscriptionServer server;
+    {
+        // The request is in flight and the server never answers; the limit is far away.
+        Session session({server.base("hang"), {}, QStringLiteral("en")});
+        session.recognizer.append(tone(0.2));
+        session.recognizer.finishInput();
+        ASSERT_TRUE(waitFor([&] { return server.requests.size() == 1; }));
+        session.recognizer.cancel();
+        EXPECT_TRUE(session.outcome(2000));
+        EXPECT_TRUE(session.results.empty());
+    }
+    {
+        // Cancelled while the recording still runs.
+        Session session({server.base("good"), {}, QStringLiteral("en")});
+        session.recognizer.append(tone(0.2));
+        session.recognizer.cancel();
+        EXPECT_TRUE(session.outcome(2000));
+        EXPECT_TRUE(session.results.empty());
+    }
+    {
+        Session session({server.base("good"), {}, QStringLiteral("en")});
+        session.recognizer.finishInput();
+        EXPECT_TRUE(session.outcome(2000));
+        ASSERT_EQ(session.results.size(), 1U);
+        EXPECT_EQ(session.results[0].text, QString());
+        EXPECT_TRUE(session.results[0].isFinal);
+    }
+    EXPECT_EQ(server.requests.size(), 1);
+}
+
+} // namespace
