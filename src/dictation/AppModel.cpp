@@ -87,12 +87,17 @@ void AppModel::start()
         environment.log.error(QStringLiteral("keys"), environment.keys.errorMessage());
     polishing.prewarm(currentSettings.language);
     // Asking for the input's format connects the audio engine to its server ahead of the first
-    // recording; and other applications' text can only be read with the accessibility bus on.
-    TaskPools::run(TaskPools::shortWork(), [&audio = environment.audio, &access = environment.access] {
-        audio.inputFormat();
-        if (!access.isEnabled())
-            access.requestEnable();
-    });
+    // recording; other applications' text can only be read with the accessibility bus on; and the
+    // first read of another application's tree is slow (its connection is made then), so one is
+    // made now rather than at the first press, where a read cut short would look like a change of
+    // target at the paste.
+    TaskPools::run(TaskPools::shortWork(),
+        [&audio = environment.audio, &access = environment.access, &tree = environment.accessibility] {
+            audio.inputFormat();
+            if (!access.isEnabled())
+                access.requestEnable();
+            AccessibilityServices::captureContext(tree, false);
+        });
     environment.sleep.setHandler([self = QPointer<AppModel>(this)] {
         if (self)
             self->resetAfterSystemInterruption();

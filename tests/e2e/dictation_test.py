@@ -29,6 +29,10 @@ TEXT_TYPES = ("text/plain;charset=utf-8", "UTF8_STRING", "text/plain")
 START_LINE = re.compile(r"sorawen \[timing\] 開始 マイク (\d+)ms 入力先 (\d+)ms 認識の準備 (\d+)ms$")
 FINISH_LINE = re.compile(r"sorawen \[timing\] 認識 (\d+)ms 清書 (\d+)ms 貼付 (\d+)ms 文字数 (\d+)$")
 SKIPPED = 77
+# Right Control by its X key code: given the key's name, xdotool first presses left Control to
+# produce the Control modifier the name maps to, which no real keyboard does and which makes the
+# press count as a chord.
+RIGHT_CONTROL = "105"
 
 
 class Failure(Exception):
@@ -272,45 +276,45 @@ def speak(speech):
 # The user's keys and speech, one function per way of dictating.
 
 def hold_speak_release(app, target, speech):
-    xdotool("keydown", "Control_R")
+    xdotool("keydown", RIGHT_CONTROL)
     app.wait_recording("after the press")
     speak(speech)
-    xdotool("keyup", "Control_R")
+    xdotool("keyup", RIGHT_CONTROL)
 
 
 def hold_while_speaking(app, target, speech):
     # For a field the application may refuse to record for: no wait for a recording.
-    xdotool("keydown", "Control_R")
+    xdotool("keydown", RIGHT_CONTROL)
     speak(speech)
-    xdotool("keyup", "Control_R")
+    xdotool("keyup", RIGHT_CONTROL)
 
 
 def double_press_then_press(app, target, speech):
     # A tap, then a press 0.1 s after its release: well inside the double-press interval.
-    xdotool("keydown", "Control_R", "keyup", "Control_R", "sleep", "0.1", "keydown", "Control_R", "keyup", "Control_R")
+    xdotool("keydown", RIGHT_CONTROL, "keyup", RIGHT_CONTROL, "sleep", "0.1", "keydown", RIGHT_CONTROL, "keyup", RIGHT_CONTROL)
     app.wait_recording("after the double press")
     speak(speech)
     if not app.recording_sources():
         raise Failure("the recording ended without a third press: no hands-free recording")
-    xdotool("keydown", "Control_R", "keyup", "Control_R")
+    xdotool("keydown", RIGHT_CONTROL, "keyup", RIGHT_CONTROL)
 
 
 def escape_right_after_press(app, target, speech):
     # Speech plays throughout, so a recording that Escape failed to cancel would have words to send.
     player = subprocess.Popen(["paplay", "-d", "mic_feed", speech])
     try:
-        xdotool("keydown", "Control_R", "key", "Escape", "sleep", "0.5", "keyup", "Control_R")
+        xdotool("keydown", RIGHT_CONTROL, "key", "Escape", "sleep", "0.5", "keyup", RIGHT_CONTROL)
     finally:
         player.wait(60)
 
 
 def move_focus_before_release(app, target, speech):
-    xdotool("keydown", "Control_R")
+    xdotool("keydown", RIGHT_CONTROL)
     app.wait_recording("after the press")
     speak(speech)
     xdotool("search", "--name", "^Sorawen other$", "windowactivate", "--sync")
     wait_for("the focus on the other window's entry", lambda: target.state()["focused"] == "other", 10)
-    xdotool("keyup", "Control_R")
+    xdotool("keyup", RIGHT_CONTROL)
 
 
 @dataclass
@@ -354,7 +358,7 @@ class Run:
         try:
             case.keys(self.app, self.target, self.speech)
         finally:
-            run("xdotool", "keyup", "Control_R")
+            run("xdotool", "keyup", RIGHT_CONTROL)
         released = time.monotonic()
         if case.lands:
             wait_for(f"{SENTENCE!r} in the entry {case.entry!r} (it holds {self.target.texts().get(case.entry)!r})",
