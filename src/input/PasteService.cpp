@@ -32,9 +32,11 @@ namespace {
 constexpr Clock::Duration pollInterval = 50ms;
 constexpr double shortestWait = 0.5;
 
+// A field whose text could not be read before the paste (a slow answer cut by the time-out)
+// counts as having been without the dictated text.
 bool isConfirmed(const std::optional<QString> &before, const std::optional<QString> &after, const QString &text)
 {
-    return before && after && *after != *before && after->contains(text);
+    return after && (!before || *after != *before) && after->contains(text);
 }
 
 } // namespace

@@ -2,7 +2,8 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusVariant>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
 
 namespace {
 
@@ -11,33 +12,34 @@ const QString path = QStringLiteral("/org/freedesktop/login1/session/auto");
 const QString sessionInterface = QStringLiteral("org.freedesktop.login1.Session");
 const QString propertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
 
-std::optional<bool> booleanProperty(const QString &name)
-{
-    QDBusMessage call = QDBusMessage::createMethodCall(service, path, propertiesInterface, QStringLiteral("Get"));
-    call << sessionInterface << name;
-    const QDBusMessage reply = QDBusConnection::systemBus().call(call, QDBus::Block, 1000);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-        return std::nullopt;
-    return reply.arguments().constFirst().value<QDBusVariant>().variant().toBool();
-}
-
 } // namespace
 
 LogindSession::LogindSession(QObject *parent)
     : QObject(parent)
 {
-    QDBusConnection::systemBus().connect(service, path, propertiesInterface, QStringLiteral("PropertiesChanged"), this,
-        SLOT(propertiesChanged(QString, QVariantMap, QStringList)));
+    // Subscribed without the service's name: naming it makes Qt look its owner up with a blocking
+    // call. Only logind sends this object's signals on the system bus.
+    QDBusConnection::systemBus().connect(QString(), path, propertiesInterface, QStringLiteral("PropertiesChanged"),
+        this, SLOT(propertiesChanged(QString, QVariantMap, QStringList)));
     read();
 }
 
 void LogindSession::read()
 {
-    const bool wasActive = isActive();
-    active = booleanProperty(QStringLiteral("Active")).value_or(true);
-    locked = booleanProperty(QStringLiteral("LockedHint")).value_or(false);
-    if (wasActive != isActive())
-        Q_EMIT activeChanged(isActive());
+    QDBusMessage call = QDBusMessage::createMethodCall(service, path, propertiesInterface, QStringLiteral("GetAll"));
+    call << sessionInterface;
+    auto *watcher = new QDBusPendingCallWatcher(QDBusConnection::systemBus().asyncCall(call, 1000), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher *answered) {
+        answered->deleteLater();
+        const QDBusPendingReply<QVariantMap> reply = *answered;
+        // Without logind the session counts as active and unlocked.
+        const QVariantMap properties = reply.isError() ? QVariantMap() : reply.value();
+        const bool wasActive = isActive();
+        active = properties.value(QStringLiteral("Active"), true).toBool();
+        locked = properties.value(QStringLiteral("LockedHint"), false).toBool();
+        if (wasActive != isActive())
+            Q_EMIT activeChanged(isActive());
+    });
 }
 
 void LogindSession::propertiesChanged(const QString &interface, const QVariantMap &, const QStringList &)

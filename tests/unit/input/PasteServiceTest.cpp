@@ -137,6 +137,9 @@ TEST(PasteService, ConfirmsAndRestores)
         {"short delays wait half a second", 0.2, [](Fixture &f) { f.tree.setFocusedValue(u"abc"_s); },
             PasteOutcome::unconfirmed, 500ms, dictation},
         {"element without text", 1.0, [](Fixture &) {}, PasteOutcome::unconfirmed, 1000ms, dictation},
+        {"text unreadable before, then showing the dictation", 1.0,
+            [](Fixture &f) { f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"Hello"_s); }; },
+            PasteOutcome::confirmed, 0ms, usersClipboard},
         {"clipboard manager replaced the text", 1.0,
             [managers](Fixture &f) {
                 f.tree.setFocusedValue(u""_s);
