@@ -1,7 +1,8 @@
 #pragma once
 
+#include "core/TaskPools.h"
+
 #include <QFuture>
-#include <QPromise>
 
 #include <condition_variable>
 #include <deque>
@@ -26,18 +27,8 @@ public:
     template<typename Job>
     auto run(Job job) -> QFuture<std::invoke_result_t<Job>>
     {
-        using Result = std::invoke_result_t<Job>;
-        auto promise = std::make_shared<QPromise<Result>>();
-        QFuture<Result> future = promise->future();
-        promise->start();
-        enqueue([promise, job = std::move(job)]() mutable {
-            if constexpr (std::is_void_v<Result>) {
-                job();
-            } else {
-                promise->addResult(job());
-            }
-            promise->finish();
-        });
+        auto [future, work] = TaskPools::promised(std::move(job));
+        enqueue(std::move(work));
         return future;
     }
 

@@ -5,6 +5,7 @@
 #include <QThreadPool>
 
 #include <memory>
+#include <utility>
 #include <type_traits>
 
 // The one way work leaves the main thread: `run` starts a blocking function on a named, bounded pool
@@ -18,21 +19,30 @@ QThreadPool &shortWork();
 // Engine preparation, recognition sessions, rewrites, downloads: calls that may take minutes.
 QThreadPool &longWork();
 
+// `job` wrapped so that running the wrapper, on any thread, fulfils the returned future.
 template<typename Job>
-auto run(QThreadPool &pool, Job job) -> QFuture<std::invoke_result_t<Job>>
+auto promised(Job job)
 {
     using Result = std::invoke_result_t<Job>;
     auto promise = std::make_shared<QPromise<Result>>();
     QFuture<Result> future = promise->future();
     promise->start();
-    pool.start([promise, job = std::move(job)]() mutable {
+    auto work = [promise, job = std::move(job)]() mutable {
         if constexpr (std::is_void_v<Result>) {
             job();
         } else {
             promise->addResult(job());
         }
         promise->finish();
-    });
+    };
+    return std::pair{future, std::move(work)};
+}
+
+template<typename Job>
+auto run(QThreadPool &pool, Job job) -> QFuture<std::invoke_result_t<Job>>
+{
+    auto [future, work] = promised(std::move(job));
+    pool.start(std::move(work));
     return future;
 }
 
