@@ -426,11 +426,8 @@ QCoro::Task<> AppModel::finalize(quint64 generation, QPointer<SpeechService> ser
     }
 
     const Clock::Duration polishedAt = clock.now();
-    const QFuture<std::expected<PasteOutcome, PasteError>> pasting = TaskPools::run(TaskPools::shortWork(),
-        [text = finalText, target = target.target, delay = settings.pasteboardRestoreDelaySeconds, cancelled,
-            services = pasteEnvironment()] {
-            return PasteService::paste(text, target, delay, services, cancelled.get());
-        });
+    const QCoro::Task<std::expected<PasteOutcome, PasteError>> pasting = PasteService::paste(
+        finalText, target.target, settings.pasteboardRestoreDelaySeconds, pasteEnvironment(), this, cancelled);
     const std::expected<PasteOutcome, PasteError> pasted = co_await pasting;
     if (!self)
         co_return;
@@ -444,6 +441,8 @@ QCoro::Task<> AppModel::finalize(quint64 generation, QPointer<SpeechService> ser
         co_return;
     }
     const Clock::Duration pastedAt = clock.now();
+    if (*pasted == PasteOutcome::unconfirmed)
+        environment.log.info(QStringLiteral("paste"), QStringLiteral("the text was not seen in the field; the clipboard keeps it"));
     environment.log.info(timing,
         QStringLiteral("認識 %1ms 清書 %2ms 貼付 %3ms 文字数 %4")
             .arg(milliseconds(recognizedAt - stoppedAt))
@@ -668,11 +667,8 @@ QCoro::Task<> AppModel::pasteHistoryItem(HistoryItem item)
     const std::optional<CaptureResult> captured = co_await capturing;
     if (!self || !captured)
         co_return;
-    const QFuture<std::expected<PasteOutcome, PasteError>> pasting = TaskPools::run(TaskPools::shortWork(),
-        [text = item.polishedText, target = captured->target,
-            delay = currentSettings.pasteboardRestoreDelaySeconds, services = pasteEnvironment()] {
-            return PasteService::paste(text, target, delay, services);
-        });
+    const QCoro::Task<std::expected<PasteOutcome, PasteError>> pasting = PasteService::paste(
+        item.polishedText, captured->target, currentSettings.pasteboardRestoreDelaySeconds, pasteEnvironment(), this);
     const std::expected<PasteOutcome, PasteError> pasted = co_await pasting;
     if (self && !pasted)
         environment.log.error(QStringLiteral("paste"), description(pasted.error()));

@@ -1,12 +1,15 @@
 #include "input/PasteService.h"
 
+#include "core/Clock.h"
+#include "core/TaskPools.h"
 #include "input/AccessibilityServices.h"
 #include "platform/AccessibilityAccess.h"
-#include "core/Clock.h"
 #include "platform/Keystroke.h"
 #include "platform/Pasteboard.h"
 
 #include <QCoreApplication>
+#include <QPointer>
+#include <qcoro/qcorofuture.h>
 
 #include <chrono>
 
@@ -41,42 +44,69 @@ bool isConfirmed(const std::optional<QString> &before, const std::optional<QStri
 
 } // namespace
 
-std::expected<PasteOutcome, PasteError> paste(const QString &text, const InputTarget &target, double restoreDelay,
-    const Environment &environment, const std::atomic<bool> *cancelled)
+QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTarget target, double restoreDelay,
+    Environment environment, QObject *context, std::shared_ptr<const std::atomic<bool>> cancelled)
 {
-    if (!environment.access.isEnabled() || !environment.keystroke.isAvailable()) {
-        if (!environment.access.isEnabled())
-            environment.access.requestEnable();
-        return std::unexpected(PasteError::notTrusted);
-    }
-    if (target.isSecure)
-        return std::unexpected(PasteError::secureField);
-    const std::optional<CaptureResult> current = AccessibilityServices::captureContext(environment.tree, false);
-    if (!current || current->target != target)
-        return std::unexpected(PasteError::targetChanged);
+    const QPointer<QObject> owner(context);
+    const auto isCancelled = [&] { return !owner || (cancelled && cancelled->load()); };
 
-    const std::optional<QString> before = AccessibilityServices::focusedValue(environment.tree);
+    // What the field looks like before anything is changed; `before` is read only when the
+    // focus is still on the target.
+    struct Look {
+        std::optional<PasteError> refusal;
+        std::optional<QString> before;
+    };
+    const QFuture<Look> looking = TaskPools::run(TaskPools::shortWork(), [environment, target] {
+        if (!environment.access.isEnabled() || !environment.keystroke.isAvailable()) {
+            if (!environment.access.isEnabled())
+                environment.access.requestEnable();
+            return Look{PasteError::notTrusted, {}};
+        }
+        if (target.isSecure)
+            return Look{PasteError::secureField, {}};
+        const std::optional<CaptureResult> current = AccessibilityServices::captureContext(environment.tree, false);
+        if (!current || current->target != target)
+            return Look{PasteError::targetChanged, {}};
+        return Look{{}, AccessibilityServices::focusedValue(environment.tree)};
+    });
+    const Look look = co_await looking;
+    if (look.refusal)
+        co_return std::unexpected(*look.refusal);
+    if (isCancelled())
+        co_return std::unexpected(PasteError::cancelled);
+
     const QList<PasteboardItem> snapshot = environment.pasteboard.items();
     environment.pasteboard.clearContents();
     environment.pasteboard.setString(text);
     const quint64 changeCount = environment.pasteboard.changeCount();
-    environment.keystroke.sendPaste(target.focusedRole == terminalRole);
+    const QFuture<bool> sending = TaskPools::run(TaskPools::shortWork(),
+        [&keystroke = environment.keystroke, forTerminal = target.focusedRole == terminalRole] {
+            return keystroke.sendPaste(forTerminal);
+        });
+    co_await sending;
 
-    const Clock::Duration deadline = environment.clock.now() + secondsToDuration(std::max(restoreDelay, shortestWait));
+    Clock &clock = environment.clock;
+    const Clock::Duration deadline = clock.now() + secondsToDuration(std::max(restoreDelay, shortestWait));
     for (;;) {
-        if (isConfirmed(before, AccessibilityServices::focusedValue(environment.tree), text)) {
+        const QFuture<std::optional<QString>> reading = TaskPools::run(
+            TaskPools::shortWork(), [&tree = environment.tree] { return AccessibilityServices::focusedValue(tree); });
+        const std::optional<QString> after = co_await reading;
+        if (!owner)
+            co_return std::unexpected(PasteError::cancelled);
+        if (isConfirmed(look.before, after, text)) {
             const bool stillHoldsDictation = environment.pasteboard.changeCount() == changeCount;
             if (PasteboardPolicy::shouldRestoreOriginal(true, stillHoldsDictation)) {
                 environment.pasteboard.clearContents();
                 environment.pasteboard.writeItems(snapshot);
             }
-            return PasteOutcome::confirmed;
+            co_return PasteOutcome::confirmed;
         }
-        if (environment.clock.now() >= deadline)
-            return PasteOutcome::unconfirmed;
-        if (cancelled != nullptr && cancelled->load())
-            return std::unexpected(PasteError::cancelled);
-        environment.clock.sleep(pollInterval);
+        if (clock.now() >= deadline)
+            co_return PasteOutcome::unconfirmed;
+        if (isCancelled())
+            co_return std::unexpected(PasteError::cancelled);
+        const QFuture<void> waiting = clock.after(pollInterval, context);
+        co_await waiting;
     }
 }
 

@@ -3,15 +3,18 @@
 #include "input/InputTarget.h"
 
 #include <QString>
+#include <qcoro/qcorotask.h>
 
 #include <atomic>
 #include <expected>
+#include <memory>
 
 class AccessibilityAccess;
 class AccessibilityTree;
 class Clock;
 class Keystroke;
 class Pasteboard;
+class QObject;
 
 enum class PasteOutcome { confirmed, unconfirmed };
 
@@ -30,8 +33,9 @@ constexpr bool shouldRestoreOriginal(bool insertionConfirmed, bool pasteboardSti
 
 // Puts finished text into the field that had the focus: through the clipboard and the paste
 // shortcut, after checking access, password fields and that the focus has not moved, then watching
-// the field for the text and giving the user's clipboard back. Stateless; `paste` blocks and runs on
-// a worker thread, never on the main thread.
+// the field for the text and giving the user's clipboard back. Stateless; `paste` is a coroutine of
+// the main thread (where the clipboard lives): the accessibility reads and the keystroke run on the
+// short-work pool and the polls wait on the clock, so the main thread never blocks.
 namespace PasteService {
 
 struct Environment {
@@ -45,8 +49,8 @@ struct Environment {
 inline const QString terminalRole = QStringLiteral("terminal");
 
 // `cancelled`, when given, is checked between polls; a cancelled paste leaves the dictated text on
-// the clipboard.
-std::expected<PasteOutcome, PasteError> paste(const QString &text, const InputTarget &target, double restoreDelay,
-    const Environment &environment, const std::atomic<bool> *cancelled = nullptr);
+// the clipboard. The paste ends as cancelled, at its next wait, when `context` is destroyed.
+QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTarget target, double restoreDelay,
+    Environment environment, QObject *context, std::shared_ptr<const std::atomic<bool>> cancelled = {});
 
 } // namespace PasteService

@@ -12,8 +12,8 @@ struct PasteboardItem {
     friend bool operator==(const PasteboardItem &, const PasteboardItem &) = default;
 };
 
-// The clipboard with multi-type items and a change counter. Callable from any thread (the adapter
-// does its work where the toolkit needs it); every call returns when its effect is visible.
+// The clipboard with multi-type items and a change counter. Main thread only (where the toolkit's
+// clipboard lives); every call returns when its effect is visible.
 class Pasteboard
 {
 public:

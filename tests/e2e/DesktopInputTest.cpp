@@ -216,15 +216,11 @@ protected:
         QGuiApplication::clipboard()->setMimeData(data);
     }
 
-    // The paste runs on a worker thread, as in the application; the clipboard adapter needs the
-    // main thread's event loop meanwhile.
+    // A generous time for the text to show: a loaded machine is slow to paste.
     std::expected<PasteOutcome, PasteError> paste(const QString &text, const InputTarget &target)
     {
-        // A generous wait: only a failing paste waits it out, and a loaded machine is slow to paste.
-        QFuture<std::expected<PasteOutcome, PasteError>> future
-            = QtConcurrent::run([&] { return PasteService::paste(text, target, 5.0, environment); });
-        waitFor([&] { return future.isFinished(); }, 20000);
-        return future.result();
+        QObject context;
+        return QCoro::waitFor(PasteService::paste(text, target, 5.0, environment, &context));
     }
 };
 

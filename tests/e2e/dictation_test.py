@@ -223,8 +223,10 @@ class Application:
         with open(self.stderr_file, encoding="utf-8", errors="replace") as source:
             return source.read().splitlines()
 
-    def tail(self, count=30):
-        return "\n".join("    " + line for line in self.lines()[-count:]) or "    (nothing)"
+    def tail(self, count=40):
+        # libatspi's harmless criticals would crowd out the application's own lines.
+        lines = [line for line in self.lines() if "GLib-CRITICAL" not in line]
+        return "\n".join("    " + line for line in lines[-count:]) or "    (nothing)"
 
     def check_alive(self):
         if self.process.poll() is not None:

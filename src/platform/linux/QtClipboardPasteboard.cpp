@@ -3,7 +3,6 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QMimeData>
-#include <QThread>
 
 namespace {
 
@@ -27,37 +26,25 @@ QtClipboardPasteboard::QtClipboardPasteboard(QObject *parent)
     });
 }
 
-template<typename Work>
-void QtClipboardPasteboard::onMainThread(Work work) const
-{
-    if (QThread::currentThread() == thread())
-        work();
-    else
-        QMetaObject::invokeMethod(const_cast<QtClipboardPasteboard *>(this), work, Qt::BlockingQueuedConnection);
-}
-
 QList<PasteboardItem> QtClipboardPasteboard::items() const
 {
-    QList<PasteboardItem> items;
-    onMainThread([&] {
-        const QMimeData *data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
-        if (data == nullptr || data->formats().isEmpty())
-            return;
-        PasteboardItem item;
-        qsizetype total = 0;
-        for (const QString &format : data->formats()) {
-            if (isBookkeeping(format))
-                continue;
-            const QByteArray bytes = data->data(format);
-            if (total + bytes.size() > sizeCap)
-                continue;
-            total += bytes.size();
-            item.representations.append({format, bytes});
-        }
-        if (!item.representations.isEmpty())
-            items.append(item);
-    });
-    return items;
+    const QMimeData *data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+    if (data == nullptr || data->formats().isEmpty())
+        return {};
+    PasteboardItem item;
+    qsizetype total = 0;
+    for (const QString &format : data->formats()) {
+        if (isBookkeeping(format))
+            continue;
+        const QByteArray bytes = data->data(format);
+        if (total + bytes.size() > sizeCap)
+            continue;
+        total += bytes.size();
+        item.representations.append({format, bytes});
+    }
+    if (item.representations.isEmpty())
+        return {};
+    return {item};
 }
 
 void QtClipboardPasteboard::writeOwn(QMimeData *data)
@@ -68,32 +55,26 @@ void QtClipboardPasteboard::writeOwn(QMimeData *data)
 
 void QtClipboardPasteboard::clearContents()
 {
-    onMainThread([this] {
-        ++changes;
-        QGuiApplication::clipboard()->clear(QClipboard::Clipboard);
-    });
+    ++changes;
+    QGuiApplication::clipboard()->clear(QClipboard::Clipboard);
 }
 
 void QtClipboardPasteboard::setString(const QString &text)
 {
-    onMainThread([this, text] {
-        auto *data = new QMimeData;
-        data->setText(text);
-        // Clipboard managers (Klipper and those that follow it) keep such items out of their history.
-        data->setData(QStringLiteral("x-kde-passwordManagerHint"), "secret");
-        writeOwn(data);
-    });
+    auto *data = new QMimeData;
+    data->setText(text);
+    // Clipboard managers (Klipper and those that follow it) keep such items out of their history.
+    data->setData(QStringLiteral("x-kde-passwordManagerHint"), "secret");
+    writeOwn(data);
 }
 
 void QtClipboardPasteboard::writeItems(const QList<PasteboardItem> &items)
 {
-    onMainThread([this, items] {
-        // The desktop clipboard holds one item; the first one is restored.
-        if (items.isEmpty())
-            return;
-        auto *data = new QMimeData;
-        for (const auto &[format, bytes] : items.first().representations)
-            data->setData(format, bytes);
-        writeOwn(data);
-    });
+    // The desktop clipboard holds one item; the first one is restored.
+    if (items.isEmpty())
+        return;
+    auto *data = new QMimeData;
+    for (const auto &[format, bytes] : items.first().representations)
+        data->setData(format, bytes);
+    writeOwn(data);
 }

@@ -9,12 +9,13 @@
 #include "platform/Keystroke.h"
 #include "platform/Pasteboard.h"
 
+#include <QCoreApplication>
 #include <QObject>
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <thread>
+#include <memory>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace std::chrono_literals;
@@ -22,13 +23,13 @@ using namespace std::chrono_literals;
 namespace {
 
 struct Fixture {
-    QObject pasteboardContext;
+    QObject context;
     FakeAccessibilityTree tree;
     FakeAccessibilityAccess access;
     FakePasteboard pasteboard;
     FakeKeystroke keystroke;
     ManualClock clock;
-    std::atomic<bool> cancelled {false};
+    std::shared_ptr<std::atomic<bool>> cancelled = std::make_shared<std::atomic<bool>>(false);
     PasteService::Environment environment {tree, access, pasteboard, keystroke, clock};
 
     InputTarget target() { return AccessibilityServices::captureContext(tree, false)->target; }
@@ -37,26 +38,28 @@ struct Fixture {
         std::expected<PasteOutcome, PasteError> value;
         Clock::Duration waited;
     };
-    // Runs the paste on a worker thread and moves the clock whenever it sleeps.
-    Result run(const QString &text, const InputTarget &expected, double restoreDelay, int cancelAfterSleeps = -1)
+    // Runs before each wait of the paste ends, with the number of the wait.
+    std::function<void(int)> beforePoll;
+
+    // Runs the paste on this thread's event loop and moves the clock by one poll whenever the paste
+    // waits on it.
+    Result run(const QString &text, const InputTarget &expected, double restoreDelay)
     {
         std::optional<std::expected<PasteOutcome, PasteError>> result;
-        std::atomic<bool> done {false};
-        std::thread worker([&] {
-            result = PasteService::paste(text, expected, restoreDelay, environment, &cancelled);
-            done = true;
-        });
-        int sleeps = 0;
-        while (!done) {
-            if (clock.sleeperCount() == 0) {
-                std::this_thread::yield();
+        const QCoro::Task<> pasting = [&]() -> QCoro::Task<> {
+            const QCoro::Task<std::expected<PasteOutcome, PasteError>> paste
+                = PasteService::paste(text, expected, restoreDelay, environment, &context, cancelled);
+            result = co_await paste;
+        }();
+        int waits = 0;
+        while (!result) {
+            QCoreApplication::processEvents();
+            if (clock.pendingCount() == 0)
                 continue;
-            }
-            if (++sleeps == cancelAfterSleeps)
-                cancelled = true;
+            if (beforePoll)
+                beforePoll(++waits);
             clock.advance(50ms);
         }
-        worker.join();
         return {*result, clock.now()};
     }
 };
@@ -127,8 +130,9 @@ TEST(PasteService, ConfirmsAndRestores)
         {"text appears after three polls", 1.0,
             [](Fixture &f) {
                 f.tree.setFocusedValue(u"abc"_s);
-                f.keystroke.effect = [&f] {
-                    f.clock.schedule(150ms, &f.pasteboardContext, [&f] { f.tree.setFocusedValue(u"Hello abc"_s); });
+                f.beforePoll = [&f](int wait) {
+                    if (wait == 3)
+                        f.tree.setFocusedValue(u"Hello abc"_s);
                 };
             },
             PasteOutcome::confirmed, 150ms, usersClipboard},
@@ -168,7 +172,8 @@ TEST(PasteService, TerminalsGetTheShiftedShortcutAndCancellationKeepsTheText)
     Fixture f;
     f.tree.focused->role = PasteService::terminalRole;
     f.tree.setFocusedValue(u"$ "_s);
-    const auto result = f.run(u"ls"_s, f.target(), 5.0, 3);
+    f.beforePoll = [&f](int wait) { *f.cancelled = wait == 3; };
+    const auto result = f.run(u"ls"_s, f.target(), 5.0);
     EXPECT_EQ(result.value, std::unexpected(PasteError::cancelled));
     EXPECT_EQ(f.keystroke.sent, std::vector<bool> {true});
     EXPECT_EQ(f.pasteboard.contents, (QList<PasteboardItem> {PasteboardItem {{{u"text/plain"_s, "ls"}}}}));
