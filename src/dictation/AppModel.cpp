@@ -433,10 +433,8 @@ QCoro::Task<> AppModel::finalize(quint64 generation, QPointer<SpeechService> ser
         co_return;
     if (!pasted) {
         // A cancelled paste is the user's choice, not a failure.
-        if (pasted.error() != PasteError::cancelled) {
-            environment.log.error(QStringLiteral("paste"), description(pasted.error()));
+        if (pasted.error() != PasteError::cancelled)
             showFailure(description(pasted.error()));
-        }
         cleanup();
         co_return;
     }
@@ -477,6 +475,8 @@ void AppModel::fail(quint64 generation, const QString &message)
 
 void AppModel::showFailure(const QString &message)
 {
+    // The bar shows it for two seconds; the log keeps it.
+    environment.log.error(QStringLiteral("dictation"), message);
     setState(FlowState::Failure{message});
     auto endDisplay = [](AppModel *model, Clock &clock) -> QCoro::Task<> {
         QPointer<AppModel> self(model);

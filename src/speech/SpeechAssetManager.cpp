@@ -11,9 +11,8 @@ SpeechAssetManager::SpeechAssetManager(SpeechModelStore &store)
 
 bool SpeechAssetManager::isInstalled(const QString &localeIdentifier) const
 {
-    return const_cast<SerialExecutor &>(executor)
-        .run([this, localeIdentifier] { return installed.contains(localeIdentifier); })
-        .result();
+    std::scoped_lock guard(installedLock);
+    return installed.contains(localeIdentifier);
 }
 
 std::expected<void, QString> SpeechAssetManager::ensureInstalled(const QString &localeIdentifier)
@@ -40,19 +39,19 @@ std::expected<void, QString> SpeechAssetManager::ensureFiles(const QString &key,
 {
     return executor
         .run([this, key, files]() -> std::expected<void, QString> {
-            if (installed.contains(key))
+            if (isInstalled(key))
                 return {};
             const std::expected<std::vector<ModelFile>, QString> missing = store.missingFiles(files);
             if (!missing)
                 return std::unexpected(missing.error());
             for (size_t i = 0; i < missing->size(); ++i) {
                 const auto progress = [&](double fraction) {
-                    if (onProgress)
-                        onProgress(key, (double(i) + fraction) / double(missing->size()));
+                    Q_EMIT progressed(key, (double(i) + fraction) / double(missing->size()));
                 };
                 if (std::expected<void, QString> downloaded = store.download((*missing)[i], progress); !downloaded)
                     return downloaded;
             }
+            std::scoped_lock guard(installedLock);
             installed.insert(key);
             return {};
         })

@@ -4,10 +4,11 @@
 #include "platform/SpeechRecognizer.h"
 #include "speech/ModelCatalogue.h"
 
+#include <QObject>
 #include <QSet>
 #include <QString>
 
-#include <functional>
+#include <mutex>
 
 class SpeechModelStore;
 
@@ -15,16 +16,17 @@ class SpeechModelStore;
 // what is missing, once per language and run: a language confirmed installed is not checked again
 // until the next start.
 // Installations run one at a time on the manager's own thread; ensureInstalled blocks its caller (a
-// worker thread) until done. `onProgress` is called on that thread.
-class SpeechAssetManager final : public SpeechModels
+// worker thread) until done. `progressed` is emitted on that thread, so a receiver of the main
+// thread gets it there, queued.
+class SpeechAssetManager final : public QObject, public SpeechModels
 {
+    Q_OBJECT
+
 public:
     explicit SpeechAssetManager(SpeechModelStore &store);
 
-    // `what` is the locale identifier, or languageModelKey.
-    std::function<void(const QString &what, double fraction)> onProgress;
-
     std::expected<void, QString> ensureInstalled(const QString &localeIdentifier) override;
+    // Answers at once, also while a download runs.
     bool isInstalled(const QString &localeIdentifier) const;
 
     // The language model is large and optional: it is downloaded only when asked for.
@@ -33,11 +35,16 @@ public:
     std::expected<QString, QString> installedLanguageModel() const;
     static inline const QString languageModelKey = QStringLiteral("languageModel");
 
+Q_SIGNALS:
+    // `what` is the locale identifier, or languageModelKey.
+    void progressed(const QString &what, double fraction);
+
 private:
     std::expected<void, QString> ensureFiles(const QString &key, const std::vector<ModelFile> &files);
 
     SpeechModelStore &store;
-    // Touched only on the executor's thread.
+    // Written only on the executor's thread.
+    mutable std::mutex installedLock;
     QSet<QString> installed;
     SerialExecutor executor;
 };

@@ -45,6 +45,7 @@ int usageError(const QString &message);
 } // namespace Cli
 
 int runCleanCommand(const QStringList &arguments);
+int runDictateCommand(const QStringList &arguments);
 int runInstallCommand(const QStringList &arguments);
 int runLanguageModelCommand(const QStringList &arguments);
 int runMergeCommand(const QStringList &arguments);

@@ -17,13 +17,14 @@ int runInstallCommand(const QStringList &arguments)
     SpeechAssetManager assets(store);
     QTextStream errors(stderr);
     int shown = -1;
-    assets.onProgress = [&](const QString &, double fraction) {
+    // This command waits for the installation, so the figures are printed where they are made.
+    QObject::connect(&assets, &SpeechAssetManager::progressed, &assets, [&](const QString &, double fraction) {
         if (const int percent = int(fraction * 100); percent != shown) {
             shown = percent;
             errors << "\r" << percent << " %";
             errors.flush();
         }
-    };
+    }, Qt::DirectConnection);
     const std::expected<void, QString> done
         = what == u"language-model" ? assets.ensureLanguageModelInstalled() : assets.ensureInstalled(what);
     errors << '\n';

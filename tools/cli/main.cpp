@@ -30,6 +30,7 @@ constexpr std::array commands{
     CliCommand{"transcribe",
         "transcribe FILE.wav [--model PATH [--engine whisper|parakeet] [--vad PATH]] [--language ja_JP|en_US] [--fast]",
         runTranscribeCommand},
+    CliCommand{"dictate", "dictate FILE.wav [--language ja_JP|en_US] [--fast]", runDictateCommand},
 };
 
 int printUsage(QTextStream &stream)

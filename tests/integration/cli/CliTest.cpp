@@ -369,6 +369,23 @@ TEST(SpeechModelCommand, StoresTheChoiceThatTranscribeThenUses)
     ASSERT_TRUE(QFile::remove(own));
     EXPECT_EQ(run(transcribe).exitCode, 2);
     EXPECT_TRUE(errors.contains("音声認識モデルのファイルがありません: " + own.toUtf8())) << errors.toStdString();
+
+    // dictate: the whole dictation, the chosen server recognising, standard output as the field.
+    ASSERT_EQ(run(en + QStringList{QStringLiteral("--endpoint"), server.base("error").toString()}).exitCode, 0);
+    const QStringList dictate{QStringLiteral("dictate"), wav, QStringLiteral("--fast"), QStringLiteral("--language")};
+    const CliRun dictated = run(dictate + QStringList{QStringLiteral("ja_JP")});
+    EXPECT_EQ(dictated.exitCode, 0) << errors.toStdString();
+    EXPECT_EQ(dictated.out, "We meet at noon.\n");
+    EXPECT_TRUE(errors.contains("sorawen [timing] 開始 マイク ")) << errors.toStdString();
+    EXPECT_TRUE(errors.contains("sorawen [timing] 認識 ")) << errors.toStdString();
+    // No language model is installed here: the raw text is pasted and the note says why.
+    EXPECT_TRUE(errors.contains("入力を確認しました・清書できませんでした: ")) << errors.toStdString();
+    const CliRun failed = run(dictate + QStringList{QStringLiteral("en_US")});
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_TRUE(failed.out.isEmpty());
+    EXPECT_TRUE(errors.contains("sorawen [dictation] 音声認識サーバーがエラーを返しました")) << errors.toStdString();
+    EXPECT_FALSE(errors.contains("[timing] 認識")) << errors.toStdString();
+    EXPECT_EQ(server.requests.size(), 3);
 }
 
 } // namespace

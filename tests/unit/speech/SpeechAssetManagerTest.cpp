@@ -1,7 +1,9 @@
 #include "speech/SpeechAssetManager.h"
 #include "platform/SpeechModelStore.h"
 
+#include <QCoreApplication>
 #include <QFile>
+#include <QThread>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -54,9 +56,15 @@ TEST(SpeechAssetManager, InstallsOncePerLanguageAndRun)
     FakeStore store;
     SpeechAssetManager manager(store);
     std::vector<double> progress;
-    manager.onProgress = [&](const QString &, double fraction) { progress.push_back(fraction); };
+    // The figures reach this thread, queued, not the installer's thread.
+    QObject::connect(&manager, &SpeechAssetManager::progressed, &manager, [&](const QString &, double fraction) {
+        EXPECT_EQ(QThread::currentThread(), manager.thread());
+        progress.push_back(fraction);
+    });
 
     ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("ja_JP")));
+    EXPECT_TRUE(progress.empty());
+    QCoreApplication::processEvents();
     EXPECT_EQ(
         store.downloads, (QStringList{QStringLiteral("ggml-small.bin"), QStringLiteral("ggml-silero-v6.2.0.bin")}));
     EXPECT_EQ(progress, (std::vector<double>{0.25, 0.5, 0.75, 1.0}));
@@ -101,14 +109,17 @@ TEST(SpeechAssetManager, TheLanguageModelIsInstalledOnlyWhenAskedFor)
     store.folder = folder.path();
     SpeechAssetManager manager(store);
     QStringList progressKeys;
-    manager.onProgress = [&](const QString &what, double) { progressKeys.append(what); };
+    QObject::connect(&manager, &SpeechAssetManager::progressed, &manager,
+        [&](const QString &what, double) { progressKeys.append(what); });
 
     ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("en_US")));
     EXPECT_FALSE(store.downloads.contains(ModelCatalogue::languageModel().name));
     EXPECT_FALSE(manager.installedLanguageModel());
 
     ASSERT_TRUE(manager.ensureLanguageModelInstalled());
+    QCoreApplication::processEvents();
     EXPECT_EQ(store.downloads.last(), ModelCatalogue::languageModel().name);
+    ASSERT_FALSE(progressKeys.isEmpty());
     EXPECT_EQ(progressKeys.last(), SpeechAssetManager::languageModelKey);
     EXPECT_EQ(manager.installedLanguageModel(), store.pathOf(ModelCatalogue::languageModel()));
 }
