@@ -1,12 +1,10 @@
 #pragma once
 
 #include <QObject>
-#include <QPointer>
+#include <QWindow>
 
 #include <functional>
 #include <memory>
-
-#include <QWindow>
 
 // Opens the settings and first-run windows: each is created on first request, kept when the user
 // closes it, and raised again on the next request with its state intact. A window whose maker is

@@ -80,7 +80,10 @@ void FloatingPanelController::animationStep(quint64 step)
     const double progress = std::clamp(elapsed, 0.0, 1.0);
     panel.setAlpha(animation.from + (animation.to - animation.from) * progress);
     if (progress < 1.0) {
-        animationTimer = clock.schedule(secondsToDuration(animationStepSeconds), this, [this, step] {
+        // The last step lands on the end, so the fade takes exactly its length.
+        const auto remaining = animation.start + animation.length - clock.now();
+        const auto delay = std::min(secondsToDuration(animationStepSeconds), remaining);
+        animationTimer = clock.schedule(delay, this, [this, step] {
             animationStep(step);
         });
         return;

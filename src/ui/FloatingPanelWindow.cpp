@@ -154,5 +154,7 @@ ScreenLayout FloatingPanelWindow::screenLayout() const
 void FloatingPanelWindow::updateShape()
 {
     const QRect capsule = model.capsuleRect().toAlignedRect();
-    setMask(model.isOpaque() && !capsule.isEmpty() ? capsuleRegion(capsule) : QRegion());
+    const QRegion shape = model.isOpaque() && !capsule.isEmpty() ? capsuleRegion(capsule) : QRegion();
+    if (shape != mask())
+        setMask(shape);
 }
