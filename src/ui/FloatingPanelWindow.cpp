@@ -12,7 +12,6 @@
 
 #include <xcb/xcb.h>
 
-#include <array>
 
 namespace {
 
@@ -46,19 +45,6 @@ bool isComposited(xcb_connection_t *connection, int screenNumber)
     return owned;
 }
 
-// The window manager drops these when a window is withdrawn, so they are set again before every
-// map: on every desktop, and out of the task bar and the pager.
-void showOnEveryDesktop(xcb_connection_t *connection, xcb_window_t window)
-{
-    const uint32_t everyDesktop = 0xFFFFFFFF;
-    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom(connection, "_NET_WM_DESKTOP"),
-        XCB_ATOM_CARDINAL, 32, 1, &everyDesktop);
-    const std::array<xcb_atom_t, 3> states {atom(connection, "_NET_WM_STATE_STICKY"),
-        atom(connection, "_NET_WM_STATE_SKIP_TASKBAR"), atom(connection, "_NET_WM_STATE_SKIP_PAGER")};
-    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom(connection, "_NET_WM_STATE"),
-        XCB_ATOM_ATOM, 32, uint32_t(states.size()), states.data());
-}
-
 QRegion capsuleRegion(const QRect &rect)
 {
     const int diameter = rect.height();
@@ -76,8 +62,11 @@ QRegion capsuleRegion(const QRect &rect)
 FloatingPanelWindow::FloatingPanelWindow(FloatingBarModel &model)
     : model(model)
 {
+    // A window manager that reparents its windows puts even a frameless one into a frame of its own,
+    // and that frame takes the clicks the window lets through; so the window bypasses the manager:
+    // never framed, never focused, on every desktop, and raised above the others when shown.
     setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus
-        | Qt::WindowTransparentForInput);
+        | Qt::WindowTransparentForInput | Qt::X11BypassWindowManagerHint);
     setProperty("_q_showWithoutActivating", true);
     QSurfaceFormat surface = format();
     surface.setAlphaBufferSize(8);
@@ -101,9 +90,7 @@ bool FloatingPanelWindow::isOnScreen() const
 void FloatingPanelWindow::orderFront()
 {
     if (!isVisible()) {
-        create();
         if (xcb_connection_t *connection = x11Connection()) {
-            showOnEveryDesktop(connection, xcb_window_t(winId()));
             const int screenNumber = std::max(0, int(QGuiApplication::screens().indexOf(screen())));
             model.setOpaque(!isComposited(connection, screenNumber));
         }

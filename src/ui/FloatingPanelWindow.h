@@ -6,8 +6,8 @@
 
 class FloatingBarModel;
 
-// The floating bar's window: a frameless tool window above the others that never takes the focus
-// and lets clicks through, shown on every desktop. Where no compositing manager runs, translucent
+// The floating bar's window: a frameless window above the others that never takes the focus and
+// lets clicks through, shown on every desktop. Where no compositing manager runs, translucent
 // windows would show black corners, so the window is cut to the capsule's shape and the model
 // draws the capsule opaque. Main thread only.
 class FloatingPanelWindow : public QQuickView, public FloatingPanel
