@@ -4,7 +4,6 @@
 
 #include <QCursor>
 #include <QGuiApplication>
-#include <QQmlEngine>
 #include <QRegion>
 #include <QScreen>
 #include <QSurfaceFormat>
