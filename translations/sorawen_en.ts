@@ -2,6 +2,57 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="ja">
 <context>
+    <name>AppModel</name>
+    <message>
+        <source>マイクが切り替わったため録音を取り消しました。もう一度お試しください。</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>入力先を確認できませんでした。</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>パスワード欄では録音しません。</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>音声を認識できませんでした。</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>入力先が不明です。</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>清書結果が元の発話から離れたため生文字を使用</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>清書できませんでした: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>清書が時間切れのため生文字を使用</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>入力を確認しました</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>入力を送信しました（成否は未確認）</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1・%2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>ログイン時の起動を変更できませんでした。</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>EvdevKeySource</name>
     <message>
         <source>キーボードの一覧を取得できません（udev）。</source>
@@ -14,6 +65,25 @@
     <message>
         <source>キーボードが見つかりません。</source>
         <translation>No keyboard found.</translation>
+    </message>
+</context>
+<context>
+    <name>FloatingBarModel</name>
+    <message>
+        <source>準備中…</source>
+        <translation>Getting ready…</translation>
+    </message>
+    <message>
+        <source>話してください</source>
+        <translation>Speak now</translation>
+    </message>
+    <message>
+        <source>話してください（もう一度押すと終了）</source>
+        <translation>Speak now (press again to finish)</translation>
+    </message>
+    <message>
+        <source>清書中…</source>
+        <translation>Tidying up…</translation>
     </message>
 </context>
 <context>
@@ -303,6 +373,22 @@
         <source>終了</source>
         <translation>Quit</translation>
     </message>
+    <message>
+        <source>設定を開く</source>
+        <translation>Open Settings</translation>
+    </message>
+    <message>
+        <source>はじめての設定（許可）</source>
+        <translation>First-Run Setup (Permissions)</translation>
+    </message>
+    <message>
+        <source>新しい版があります（入れる）</source>
+        <translation>A New Version Is Available (Install)</translation>
+    </message>
+    <message>
+        <source>アップデートを確認…</source>
+        <translation>Check for Updates…</translation>
+    </message>
 </context>
 <context>
     <name>VoiceActivity</name>
@@ -357,6 +443,25 @@
     </message>
 </context>
 <context>
+    <name>WindowOpener</name>
+    <message>
+        <source>Sorawen 設定</source>
+        <translation>Sorawen Settings</translation>
+    </message>
+    <message>
+        <source>設定ウィンドウはまだありません。</source>
+        <translation>There is no settings window yet.</translation>
+    </message>
+    <message>
+        <source>Sorawen を使い始める</source>
+        <translation>Getting Started with Sorawen</translation>
+    </message>
+    <message>
+        <source>はじめての設定のウィンドウはまだありません。</source>
+        <translation>There is no first-run window yet.</translation>
+    </message>
+</context>
+<context>
     <name>XInputKeySource</name>
     <message>
         <source>X サーバーに接続できません。</source>
@@ -372,10 +477,41 @@
     </message>
 </context>
 <context>
+    <name>XdgAutostartLoginItem</name>
+    <message>
+        <source>ログイン時の自動起動の設定ファイルを削除できません: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>自動起動の設定のひな形が見つかりません。</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>自動起動の設定フォルダを作成できません: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>ログイン時の自動起動の設定ファイルを書き込めません: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>main</name>
     <message>
         <source>システムトレイが見つからないため、アイコンなしで動作します。</source>
         <translation>No system tray was found; Sorawen runs without an icon.</translation>
+    </message>
+    <message>
+        <source>起動中の Sorawen から応答がありません。</source>
+        <translation>The running Sorawen does not answer.</translation>
+    </message>
+    <message>
+        <source>起動中の Sorawen の設定を開きました。</source>
+        <translation>Opened the settings of the running Sorawen.</translation>
+    </message>
+    <message>
+        <source>Sorawen はすでに起動しています。設定ウィンドウはまだありません。</source>
+        <translation>Sorawen is already running. There is no settings window yet.</translation>
     </message>
 </context>
 </TS>

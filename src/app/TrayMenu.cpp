@@ -1,68 +1,122 @@
 #include "app/TrayMenu.h"
 
+#include "app/WindowOpener.h"
+#include "ui/UpdaterModel.h"
+
 #include <QAction>
 #include <QApplication>
+#include <QBuffer>
+#include <QDBusConnection>
+#include <QDBusServiceWatcher>
+#include <QFile>
 #include <QIcon>
+#include <QImageReader>
 #include <QMenu>
-#include <QPainter>
+#include <QPalette>
 #include <QPixmap>
 #include <QSystemTrayIcon>
 
 namespace {
 
-// A microphone drawn at run time, so the icon needs no image plugin.
-QIcon microphoneIcon()
+// The symbol's SVG drawn in `colour` at the sizes panels ask for.
+QIcon symbolIcon(MenuIcon::Symbol symbol, const QColor &colour)
 {
+    QFile file(QStringLiteral(":/sorawen/tray/%1.svg").arg(MenuIcon::symbolName(symbol)));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QByteArray svg = file.readAll();
+    svg.replace("currentColor", colour.name().toLatin1());
     QIcon icon;
     for (const int size : {16, 22, 24, 32, 48, 64}) {
-        QPixmap pixmap(size, size);
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        painter.setRenderHint(QPainter::Antialiasing);
-        const qreal unit = size / 16.0;
-        painter.setPen(QPen(QColor(0x3a, 0x6e, 0xa5), 1.4 * unit, Qt::SolidLine, Qt::RoundCap));
-        painter.setBrush(QColor(0x3a, 0x6e, 0xa5));
-        painter.drawRoundedRect(QRectF(5.5 * unit, 1.5 * unit, 5 * unit, 8 * unit), 2.5 * unit, 2.5 * unit);
-        painter.setBrush(Qt::NoBrush);
-        painter.drawArc(QRectF(3.5 * unit, 4.5 * unit, 9 * unit, 7.5 * unit), 180 * 16, 180 * 16);
-        painter.drawLine(QPointF(8 * unit, 12 * unit), QPointF(8 * unit, 14.5 * unit));
-        painter.end();
-        icon.addPixmap(pixmap);
+        QBuffer buffer(&svg);
+        QImageReader reader(&buffer, "svg");
+        reader.setScaledSize(QSize(size, size));
+        const QImage image = reader.read();
+        if (!image.isNull())
+            icon.addPixmap(QPixmap::fromImage(image));
     }
     return icon;
 }
 
 } // namespace
 
-TrayMenu::TrayMenu(QObject *parent)
+TrayMenu::TrayMenu(WindowOpener &opener, UpdaterModel &updater, QObject *parent)
     : QObject(parent)
-    , menu(new QMenu)
-    , stateLine(menu->addAction(QString()))
-    , icon(new QSystemTrayIcon(microphoneIcon(), this))
+    , opener(opener)
+    , updater(updater)
+    , trayMenu(new QMenu)
+    , stateLine(trayMenu->addAction(QString()))
+    , hostWatcher(new QDBusServiceWatcher(QStringLiteral("org.kde.StatusNotifierWatcher"),
+          QDBusConnection::sessionBus(), QDBusServiceWatcher::WatchForRegistration, this))
 {
     stateLine->setEnabled(false);
-    menu->addSeparator();
-    QAction *quit = menu->addAction(tr("終了"));
-    connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit);
-    icon->setContextMenu(menu);
-    icon->setToolTip(QStringLiteral("Sorawen"));
-    showState(FlowState::Idle {});
-    icon->show();
+    trayMenu->addSeparator();
+    connect(trayMenu->addAction(tr("設定を開く")), &QAction::triggered, this, [this] { this->opener.showSettings(); });
+    connect(trayMenu->addAction(tr("はじめての設定（許可）")), &QAction::triggered, this,
+        [this] { this->opener.showOnboarding(); });
+    trayMenu->addSeparator();
+    updateWaitingItem = trayMenu->addAction(tr("新しい版があります（入れる）"));
+    checkForUpdatesItem = trayMenu->addAction(tr("アップデートを確認…"));
+    for (QAction *item : {updateWaitingItem, checkForUpdatesItem})
+        connect(item, &QAction::triggered, &updater, &UpdaterModel::checkForUpdates);
+    connect(trayMenu->addAction(tr("終了")), &QAction::triggered, qApp, &QCoreApplication::quit);
+    connect(&updater, &UpdaterModel::updateWaitingChanged, this, [this] {
+        updateUpdateItems();
+        updateIcon();
+    });
+    connect(&updater, &UpdaterModel::canCheckChanged, this, &TrayMenu::updateUpdateItems);
+    connect(hostWatcher, &QDBusServiceWatcher::serviceRegistered, this, &TrayMenu::createIcon);
+    qApp->installEventFilter(this);
+    updateUpdateItems();
+    createIcon();
+    showState(state);
 }
 
 TrayMenu::~TrayMenu()
 {
-    delete menu;
+    delete icon;
+    delete trayMenu;
 }
 
-void TrayMenu::showState(const FlowState::Value &state)
+void TrayMenu::createIcon()
 {
-    const QString label = FlowState::label(state);
-    stateLine->setText(label);
-    icon->setToolTip(QStringLiteral("Sorawen — ") + label);
+    delete icon;
+    icon = new QSystemTrayIcon(this);
+    icon->setContextMenu(trayMenu);
+    updateIcon();
+    icon->show();
+}
+
+void TrayMenu::showState(const FlowState::Value &newState)
+{
+    state = newState;
+    stateLine->setText(FlowState::label(state));
+    updateIcon();
+}
+
+void TrayMenu::updateIcon()
+{
+    currentSymbol = MenuIcon::menuIcon(state, updater.updateWaiting());
+    if (!icon)
+        return;
+    icon->setIcon(symbolIcon(currentSymbol, QGuiApplication::palette().color(QPalette::WindowText)));
+    icon->setToolTip(QStringLiteral("Sorawen — ") + FlowState::label(state));
+}
+
+void TrayMenu::updateUpdateItems()
+{
+    updateWaitingItem->setVisible(updater.updateWaiting());
+    checkForUpdatesItem->setEnabled(updater.canCheck());
+}
+
+bool TrayMenu::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == qApp && event->type() == QEvent::ApplicationPaletteChange)
+        updateIcon();
+    return QObject::eventFilter(watched, event);
 }
 
 bool TrayMenu::isVisible() const
 {
-    return QSystemTrayIcon::isSystemTrayAvailable() && icon->isVisible();
+    return icon && QSystemTrayIcon::isSystemTrayAvailable() && icon->isVisible();
 }

@@ -1,7 +1,11 @@
 #include "app/DesktopServices.h"
 #include "app/Localization.h"
+#include "app/SingleInstance.h"
 #include "app/TrayMenu.h"
+#include "app/WindowOpener.h"
 #include "dictation/AppModel.h"
+#include "ui/FloatingBar.h"
+#include "ui/UpdaterModel.h"
 
 #include <QApplication>
 #include <QSocketNotifier>
@@ -9,6 +13,7 @@
 #include <QTextStream>
 
 #include <csignal>
+#include <optional>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -55,15 +60,39 @@ int main(int argc, char *argv[])
     Localization::install(application);
     quitOnTerminationSignals(application);
 
+    // A second launch asks the running Sorawen to open its settings and ends.
+    WindowOpener opener;
+    SingleInstance instance;
+    if (!instance.claim([&opener] { return opener.showSettings(); })) {
+        const std::optional<bool> shown = SingleInstance::askRunningToShowSettings();
+        QTextStream out(stdout);
+        if (!shown) {
+            out << QApplication::translate("main", "起動中の Sorawen から応答がありません。") << Qt::endl;
+            return 1;
+        }
+        out << (*shown ? QApplication::translate("main", "起動中の Sorawen の設定を開きました。")
+                       : QApplication::translate("main", "Sorawen はすでに起動しています。設定ウィンドウはまだありません。"))
+            << Qt::endl;
+        return 0;
+    }
+
+    UpdaterModel updater;
     DesktopServices services;
-    AppModel model(services.environment());
-    TrayMenu tray;
+    const AppModel::Environment environment = services.environment();
+    AppModel model(environment);
+    FloatingBar bar(environment.clock);
+    bar.show(model);
+    model.start();
+
+    TrayMenu tray(opener, updater);
     QObject::connect(&model, &AppModel::stateChanged, &tray, [&] { tray.showState(model.state()); });
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
         QTextStream(stderr) << QApplication::translate(
             "main", "システムトレイが見つからないため、アイコンなしで動作します。")
                             << Qt::endl;
     }
-    model.start();
+    if (model.showsOnboarding()) {
+        environment.clock.schedule(secondsToDuration(0.6), &opener, [&opener] { opener.showOnboarding(); });
+    }
     return QApplication::exec();
 }

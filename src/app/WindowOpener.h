@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QObject>
+#include <QWindow>
+
+#include <functional>
+#include <memory>
+
+// Opens the settings and first-run windows: each is created on first request, kept when the user
+// closes it, and raised again on the next request with its state intact. A window whose maker is
+// not set cannot be opened yet; the request says so on standard output. Main thread only.
+class WindowOpener : public QObject
+{
+    Q_OBJECT
+
+public:
+    using WindowMaker = std::function<std::unique_ptr<QWindow>()>;
+
+    using QObject::QObject;
+    ~WindowOpener() override;
+
+    void setSettingsMaker(WindowMaker maker) { settingsMaker = std::move(maker); }
+    void setOnboardingMaker(WindowMaker maker) { onboardingMaker = std::move(maker); }
+
+    // True when the window now shows.
+    bool showSettings();
+    bool showOnboarding();
+
+    QWindow *settings() const { return settingsWindow.get(); }
+    QWindow *onboarding() const { return onboardingWindow.get(); }
+
+private:
+    bool show(std::unique_ptr<QWindow> &window, const WindowMaker &maker, const QString &title,
+        const QString &missing);
+
+    WindowMaker settingsMaker;
+    WindowMaker onboardingMaker;
+    std::unique_ptr<QWindow> settingsWindow;
+    std::unique_ptr<QWindow> onboardingWindow;
+};
