@@ -147,6 +147,7 @@ void AppModel::setShowsOnboarding(bool shows)
 void AppModel::handle(const std::vector<HotkeyAction> &actions)
 {
     for (const HotkeyAction action : actions) {
+        qCDebug(keyTrace, "action %s", toString(action));
         switch (action) {
         case HotkeyAction::startRecording: requestStart(false); break;
         case HotkeyAction::startLockedRecording: requestStart(true); break;

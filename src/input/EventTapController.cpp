@@ -1,5 +1,7 @@
 #include "input/EventTapController.h"
 
+Q_LOGGING_CATEGORY(keyTrace, "sorawen.keys", QtWarningMsg)
+
 EventTapController::EventTapController(KeyEventSource &source)
     : source(source)
 { }
@@ -39,6 +41,8 @@ void EventTapController::resetKeyState()
 
 void EventTapController::handle(quint32 type, quint16 keyCode, quint64 flags, quint64 timestamp)
 {
+    qCDebug(keyTrace, "event type %u code %u flags %llx at %.3f s", type, keyCode, qulonglong(flags),
+        double(timestamp) / 1e9);
     if (type == KeyEventType::tapDisabledByTimeout || type == KeyEventType::tapDisabledByUserInput) {
         // A recording that was running is not cancelled here.
         resetKeyState();

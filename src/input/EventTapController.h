@@ -4,9 +4,15 @@
 #include "platform/KeyEventSource.h"
 #include "store/HotkeyChoice.h"
 
+#include <QLoggingCategory>
+
 #include <functional>
 #include <set>
 #include <vector>
+
+// Every key event the dictation key logic sees and the actions it gives, as debug lines; off unless
+// turned on with QT_LOGGING_RULES="sorawen.keys.debug=true".
+Q_DECLARE_LOGGING_CATEGORY(keyTrace)
 
 // Watches the keyboard for the dictation key: keeps which other keys are held, turns changes of the
 // chosen key's flag bit into presses and releases for its HotkeyStateMachine, and hands every list

@@ -87,6 +87,7 @@ QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTa
 
     Clock &clock = environment.clock;
     const Clock::Duration deadline = clock.now() + secondsToDuration(std::max(restoreDelay, shortestWait));
+    bool isLastLook = false;
     for (;;) {
         const QFuture<std::optional<QString>> reading = TaskPools::run(
             TaskPools::shortWork(), [&tree = environment.tree] { return AccessibilityServices::focusedValue(tree); });
@@ -101,8 +102,13 @@ QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTa
             }
             co_return PasteOutcome::confirmed;
         }
-        if (clock.now() >= deadline)
-            co_return PasteOutcome::unconfirmed;
+        // An application busy with the paste itself may leave the read at the deadline unanswered:
+        // it gets one more look a poll later.
+        if (clock.now() >= deadline) {
+            if (after || isLastLook)
+                co_return PasteOutcome::unconfirmed;
+            isLastLook = true;
+        }
         if (isCancelled())
             co_return std::unexpected(PasteError::cancelled);
         const QFuture<void> waiting = clock.after(pollInterval, context);

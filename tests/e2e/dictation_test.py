@@ -10,6 +10,7 @@
 import json
 import os
 import re
+import shutil
 import signal
 import stat
 import subprocess
@@ -215,7 +216,8 @@ class Application:
         })
         self.stderr_file = os.path.join(folder, "sorawen.stderr")
         environment = dict(os.environ, XDG_CONFIG_HOME=self.config, XDG_DATA_HOME=self.data,
-                           XDG_CACHE_HOME=os.path.join(folder, "cache"), LANG="C.UTF-8", LC_ALL="C.UTF-8")
+                           XDG_CACHE_HOME=os.path.join(folder, "cache"), LANG="C.UTF-8", LC_ALL="C.UTF-8",
+                           QT_LOGGING_RULES="sorawen.keys.debug=true;sorawen.accessibility.debug=true")
         self.stderr = open(self.stderr_file, "wb")
         self.process = subprocess.Popen([binary], env=environment, stdout=subprocess.DEVNULL, stderr=self.stderr)
 
@@ -269,6 +271,18 @@ class Application:
         self.stderr.close()
 
 
+# The number of the case running, for the screenshots' names.
+case_number = 0
+
+
+def screenshot(name):
+    """The whole screen as SORAWEN_SCREENSHOTS/<case>-<name>.png, when that folder is given."""
+    folder = os.environ.get("SORAWEN_SCREENSHOTS")
+    if folder:
+        os.makedirs(folder, exist_ok=True)
+        run("import", "-window", "root", os.path.join(folder, f"{case_number}-{name}.png"))
+
+
 def speak(speech):
     result = run("paplay", "-d", "mic_feed", speech, timeout=60)
     if result.returncode != 0:
@@ -280,8 +294,14 @@ def speak(speech):
 def hold_speak_release(app, target, speech):
     xdotool("keydown", RIGHT_CONTROL)
     app.wait_recording("after the press")
-    speak(speech)
+    player = subprocess.Popen(["paplay", "-d", "mic_feed", speech])
+    time.sleep(3)
+    screenshot("recording")
+    if player.wait(60) != 0:
+        raise Failure("paplay failed")
     xdotool("keyup", RIGHT_CONTROL)
+    time.sleep(0.1)
+    screenshot("released")
 
 
 def hold_while_speaking(app, target, speech):
@@ -352,6 +372,8 @@ class Run:
         return max(5.0, 2 * self.landing_seconds) if self.landing_seconds else 15.0
 
     def case(self, case, number):
+        global case_number
+        case_number = number
         self.target.clear()
         self.clipboard.take(str(number))
         self.target.focus(case.entry)
@@ -366,6 +388,7 @@ class Run:
             wait_for(f"{SENTENCE!r} in the entry {case.entry!r} (it holds {self.target.texts().get(case.entry)!r})",
                      lambda: self.target.texts().get(case.entry) == SENTENCE, 60)
             self.landing_seconds = self.landing_seconds or time.monotonic() - released
+            screenshot("landed")
             others = {name: text for name, text in self.target.texts().items() if name != case.entry and text}
             if others:
                 raise Failure(f"text landed elsewhere too: {others}")
@@ -380,6 +403,8 @@ class Run:
                 raise Failure(f"{failure}; the clipboard differs: {'; '.join(last[0])}") from None
         else:
             wait_for("the recording to end", lambda: not self.app.recording_sources(), 20)
+            time.sleep(0.3)
+            screenshot("ended")
             time.sleep(self.quiet_window())
             typed = {name: text for name, text in self.target.texts().items() if text}
             if typed:
@@ -498,6 +523,8 @@ def main():
         clipboard.release()
         app.stop()
         stub.stop()
+    if os.environ.get("SORAWEN_KEEP_STDERR"):
+        shutil.copy(app.stderr_file, os.environ["SORAWEN_KEEP_STDERR"])
     if failures:
         print(f"{len(failures)} failed; the application's standard error ended with:\n{app.tail()}", file=sys.stderr)
         print("the transcription stub received:", file=sys.stderr)

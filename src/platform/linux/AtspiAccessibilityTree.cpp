@@ -5,7 +5,9 @@
 #include "platform/linux/DesktopIdentity.h"
 
 #include <QDBusConnection>
+#include <QElapsedTimer>
 #include <QHash>
+#include <QLoggingCategory>
 
 #include <condition_variable>
 #include <future>
@@ -14,6 +16,9 @@
 #include <unistd.h>
 
 namespace {
+
+// How long each read took on the worker, and reads given up; QT_LOGGING_RULES="sorawen.accessibility.debug=true".
+Q_LOGGING_CATEGORY(readTrace, "sorawen.accessibility", QtWarningMsg)
 
 QString takeString(gchar *text)
 {
@@ -118,7 +123,13 @@ struct AtspiAccessibilityTree::Worker {
     {
         auto task = std::make_shared<std::packaged_task<Result()>>(std::move(work));
         std::future<Result> future = task->get_future();
-        auto *job = new std::function<void()>([task] { (*task)(); });
+        QElapsedTimer queued;
+        queued.start();
+        auto *job = new std::function<void()>([task, queued] {
+            const qint64 waited = queued.elapsed();
+            (*task)();
+            qCDebug(readTrace, "read: %lld ms queued, %lld ms running", waited, queued.elapsed() - waited);
+        });
         g_main_context_invoke_full(
             context, G_PRIORITY_DEFAULT,
             [](gpointer data) -> gboolean {
@@ -126,8 +137,10 @@ struct AtspiAccessibilityTree::Worker {
                 return G_SOURCE_REMOVE;
             },
             job, [](gpointer data) { delete static_cast<std::function<void()> *>(data); });
-        if (future.wait_for(timeout * 2) != std::future_status::ready)
+        if (future.wait_for(timeout * 2) != std::future_status::ready) {
+            qCDebug(readTrace, "read given up after %lld ms", qint64((timeout * 2).count()));
             return std::nullopt;
+        }
         return future.get();
     }
 

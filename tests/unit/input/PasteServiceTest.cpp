@@ -140,7 +140,20 @@ TEST(PasteService, ConfirmsAndRestores)
             PasteOutcome::unconfirmed, 2000ms, dictation},
         {"short delays wait half a second", 0.2, [](Fixture &f) { f.tree.setFocusedValue(u"abc"_s); },
             PasteOutcome::unconfirmed, 500ms, dictation},
-        {"element without text", 1.0, [](Fixture &) {}, PasteOutcome::unconfirmed, 1000ms, dictation},
+        {"element without text, looked at once more", 1.0, [](Fixture &) {}, PasteOutcome::unconfirmed, 1050ms,
+            dictation},
+        {"field unanswered at the deadline, then showing the text", 1.0,
+            [](Fixture &f) {
+                f.tree.setFocusedValue(u"abc"_s);
+                f.beforePoll = [&f](int wait) {
+                    std::scoped_lock lock(f.tree.mutex);
+                    if (wait == 20)
+                        f.tree.focused->value.reset();
+                    if (wait == 21)
+                        f.tree.focused->value = u"abcHello"_s;
+                };
+            },
+            PasteOutcome::confirmed, 1050ms, usersClipboard},
         {"text unreadable before, then showing the dictation", 1.0,
             [](Fixture &f) { f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"Hello"_s); }; },
             PasteOutcome::confirmed, 0ms, usersClipboard},
