@@ -83,7 +83,9 @@ void AppModel::start()
 {
     tap.hotkey = currentSettings.hotkey;
     tap.start();
-    if (!tap.isRunning())
+    if (tap.isRunning())
+        environment.log.info(QStringLiteral("keys"), QStringLiteral("listening for the dictation key"));
+    else
         environment.log.error(QStringLiteral("keys"), environment.keys.errorMessage());
     polishing.prewarm(currentSettings.language);
     // Asking for the input's format connects the audio engine to its server ahead of the first

@@ -494,8 +494,10 @@ def main():
 
     try:
         try:
-            # The application keeps its PulseAudio connection from the start on: once it is there,
-            # the application listens for the key.
+            # The application says when it listens for the key; its PulseAudio connection comes
+            # earlier still, and the recordings are watched through it.
+            wait_for("the application to listen for the key",
+                     lambda: "sorawen [keys] listening for the dictation key" in app.lines(), 60)
             wait_for("the application to connect to PulseAudio", app.pulse_clients, 60)
         except Failure as failure:
             app.check_alive()

@@ -69,8 +69,9 @@ struct AtspiAccessibilityTree::Worker {
             g_main_context_push_thread_default(context);
             atspi_set_main_context(context);
             atspi_init();
-            // Each D-Bus call to an application gives up after this long.
-            atspi_set_timeout(int(this->timeout.count()), int(this->timeout.count()) * 4);
+            // Each D-Bus call to an application gives up after this long; one that started moments
+            // ago gets the startup allowance.
+            atspi_set_timeout(int(this->timeout.count()), int(startupAllowance().count()));
             listener = atspi_event_listener_new(&Worker::onEvent, this, nullptr);
             atspi_event_listener_register(listener, "object:state-changed:focused", nullptr);
             atspi_event_listener_register(listener, "window:activate", nullptr);
@@ -117,7 +118,12 @@ struct AtspiAccessibilityTree::Worker {
         g_boxed_free(ATSPI_TYPE_EVENT, event);
     }
 
-    // Runs `work` on the worker thread; nothing when it does not finish within the timeout.
+    std::chrono::milliseconds startupAllowance() const { return timeout * 4; }
+
+    // Runs `work` on the worker thread; nothing when it does not finish in time. A job may make
+    // several calls, and libatspi now and then waits out a call's whole time-out although the
+    // application answered (seen with GTK 3 applications, and at their startup allowance): the
+    // wait covers one such call and the rest of the job.
     template<typename Result>
     std::optional<Result> run(std::function<Result()> work)
     {
@@ -137,8 +143,9 @@ struct AtspiAccessibilityTree::Worker {
                 return G_SOURCE_REMOVE;
             },
             job, [](gpointer data) { delete static_cast<std::function<void()> *>(data); });
-        if (future.wait_for(timeout * 2) != std::future_status::ready) {
-            qCDebug(readTrace, "read given up after %lld ms", qint64((timeout * 2).count()));
+        const std::chrono::milliseconds limit = startupAllowance() + timeout;
+        if (future.wait_for(limit) != std::future_status::ready) {
+            qCDebug(readTrace, "read given up after %lld ms", qint64(limit.count()));
             return std::nullopt;
         }
         return future.get();

@@ -8,10 +8,11 @@
 
 // Other applications' accessibility trees through AT-SPI. libatspi is not thread-safe, so all of
 // it runs on one thread of this object's own, with its own GLib main context; the public calls
-// hand their work to that thread and wait at most `timeout` (a hung application costs that much,
-// then the read counts as missing). libatspi can be set up only once per process, so all trees
-// share that thread, which lives until the process ends. Focus is followed from focus and window-activation events of
-// other processes; when the remembered element has lost its focus the active window is searched.
+// hand their work to that thread and wait at most five times `timeout` (a hung application costs
+// that much, then the read counts as missing). libatspi can be set up only once per process, so all
+// trees share that thread, which lives until the process ends. Focus is followed from focus and
+// window-activation events of other processes; when the remembered element has lost its focus the
+// active window is searched.
 class AtspiAccessibilityTree final : public AccessibilityTree
 {
 public:

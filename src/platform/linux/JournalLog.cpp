@@ -5,6 +5,7 @@
 #include <systemd/sd-journal.h>
 
 #include <cstdio>
+#include <sys/stat.h>
 
 namespace {
 
@@ -19,10 +20,22 @@ QString oneLine(QString text)
     return text;
 }
 
+// Whether standard error already goes to the journal: the service manager then names its stream
+// in JOURNAL_STREAM as "device:inode".
+bool standardErrorIsJournal()
+{
+    struct stat status {};
+    if (::fstat(2, &status) != 0)
+        return false;
+    return qEnvironmentVariable("JOURNAL_STREAM")
+        == QStringLiteral("%1:%2").arg(qulonglong(status.st_dev)).arg(qulonglong(status.st_ino));
+}
+
 } // namespace
 
 JournalLog::JournalLog(const QString &journalSocket)
     : hasJournal(QFileInfo(journalSocket).exists())
+    , echoesToStandardError(!standardErrorIsJournal())
 { }
 
 void JournalLog::write(const QString &category, Level level, const QString &message)
@@ -33,9 +46,11 @@ void JournalLog::write(const QString &category, Level level, const QString &mess
         const QByteArray subsystemField = subsystem.toUtf8();
         const QByteArray categoryField = category.toUtf8();
         // The journal keeps the fields thread-safely on its own; a failed send falls through.
-        if (sd_journal_send("MESSAGE=%s", text.constData(), "PRIORITY=%i", priority, "SYSLOG_IDENTIFIER=sorawen",
-                "SUBSYSTEM=%s", subsystemField.constData(), "CATEGORY=%s", categoryField.constData(), nullptr)
-            >= 0)
+        const bool sent = sd_journal_send("MESSAGE=%s", text.constData(), "PRIORITY=%i", priority,
+                              "SYSLOG_IDENTIFIER=sorawen", "SUBSYSTEM=%s", subsystemField.constData(), "CATEGORY=%s",
+                              categoryField.constData(), nullptr)
+            >= 0;
+        if (sent && !echoesToStandardError)
             return;
     }
     writeToStandardError(category, message);
