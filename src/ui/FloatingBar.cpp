@@ -7,6 +7,7 @@ FloatingBar::FloatingBar(Clock &clock)
     , panelWindow(barModel)
     , controller(panelWindow, clock)
 {
+    panelWindow.prepareGraphics();
 }
 
 void FloatingBar::show(const AppModel &model)

@@ -81,13 +81,36 @@ FloatingPanelWindow::FloatingPanelWindow(FloatingBarModel &model)
     connect(&model, &FloatingBarModel::capsuleRectChanged, this, &FloatingPanelWindow::updateShape);
 }
 
+void FloatingPanelWindow::prepareGraphics()
+{
+    if (isVisible())
+        return;
+    isPreparing = true;
+    connect(
+        this, &QQuickWindow::frameSwapped, this,
+        [this] {
+            if (isPreparing) {
+                isPreparing = false;
+                hide();
+            }
+        },
+        Qt::SingleShotConnection);
+    setPosition(-4 * panelWidth, -4 * panelHeight);
+    show();
+}
+
 bool FloatingPanelWindow::isOnScreen() const
 {
-    return isVisible();
+    return isVisible() && !isPreparing;
 }
 
 void FloatingPanelWindow::orderFront()
 {
+    if (isPreparing) {
+        // Shown for real before the prepared frame came: stays.
+        isPreparing = false;
+        hide();
+    }
     if (!isVisible()) {
         if (xcb_connection_t *connection = x11Connection()) {
             const int screenNumber = std::max(0, int(QGuiApplication::screens().indexOf(screen())));

@@ -20,6 +20,10 @@ public:
 
     explicit FloatingPanelWindow(FloatingBarModel &model);
 
+    // Draws one frame off-screen and hides again: the first frame sets the graphics up, which takes
+    // a fifth of a second and more, and would otherwise hold up the main thread at the first press.
+    void prepareGraphics();
+
     bool isOnScreen() const override;
     void orderFront() override;
     void orderOut() override;
@@ -33,4 +37,5 @@ private:
     void updateShape();
 
     FloatingBarModel &model;
+    bool isPreparing = false;
 };
