@@ -83,10 +83,16 @@ void AppModel::start()
 {
     tap.hotkey = currentSettings.hotkey;
     tap.start();
-    if (tap.isRunning())
-        environment.log.info(QStringLiteral("keys"), QStringLiteral("listening for the dictation key"));
-    else
+    if (!tap.isRunning()) {
         environment.log.error(QStringLiteral("keys"), environment.keys.errorMessage());
+    } else {
+        environment.log.info(QStringLiteral("keys"), QStringLiteral("listening for the dictation key"));
+        // fn, the default, is a key most Linux keyboards never report.
+        if (!tap.canObserveHotkey())
+            environment.log.error(QStringLiteral("keys"),
+                QStringLiteral("no keyboard here reports the dictation key %1: choose another one in the settings")
+                    .arg(currentSettings.hotkey.rawValue()));
+    }
     polishing.prewarm(currentSettings.language);
     // Asking for the input's format connects the audio engine to its server ahead of the first
     // recording; other applications' text can only be read with the accessibility bus on; and the
