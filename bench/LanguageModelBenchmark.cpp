@@ -1,13 +1,22 @@
 #include "TinyLanguageModel.h"
+#include "core/SystemClock.h"
 #include "engines/LlamaLanguageModel.h"
+#include "input/DeepContext.h"
 #include "store/RippletSettings.h"
+#include "text/PolishingService.h"
 #include "text/PromptBuilder.h"
 
 #include <benchmark/benchmark.h>
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QFile>
+#include <QFutureWatcher>
 #include <QTemporaryDir>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
 
 #include <chrono>
 #include <future>
@@ -138,6 +147,87 @@ void firstTokenAndSpeed(benchmark::State &state, const QString &path)
     }
 }
 
+// The Japanese instructions with 400 characters of context; `recording` changes the context's
+// first line, so recordings share the base instructions but not the context.
+QString instructionsWithContext(int recording)
+{
+    RippletSettings settings;
+    settings.language = RecognitionLanguage::japanese;
+    settings.deepContextEnabled = true;
+    const QString filler = QStringLiteral("来週の打ち合わせの件で資料をお送りします。");
+    DeepContext context{QStringLiteral("メール %1").arg(recording), QStringLiteral("Re: 打ち合わせ"),
+        QString(), filler.repeated(20)};
+    return PromptBuilder::build(settings, std::nullopt, context, 400);
+}
+
+// The main thread waits in its event loop, as the application's does.
+template<typename T>
+void waitInLoop(const QFuture<T> &future)
+{
+    QFutureWatcher<T> watcher;
+    QEventLoop loop;
+    QObject::connect(&watcher, &QFutureWatcherBase::finished, &loop, &QEventLoop::quit);
+    watcher.setFuture(future);
+    if (!future.isFinished())
+        loop.exec();
+}
+
+void pause(int milliseconds)
+{
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+// Not a Google Benchmark: one run of whole recordings, printed as lines.
+// 1. The instructions read cold, again by the next session (cached), and with another context.
+// 2. Ten recordings: the session is prepared at recording start, the utterance (about 60 tokens)
+//    comes 3 s later with a 4 s limit; the time from `polish` to its outcome.
+void rewriteLimit(const QString &path)
+{
+    LlamaLanguageModel model({[path]() -> std::expected<QString, QString> { return path; }});
+    if (const auto loaded = model.makeSession(QStringLiteral("x"))->prewarm(); !loaded) {
+        std::fprintf(stderr, "%s\n", qPrintable(loaded.error()));
+        return;
+    }
+    const auto timedPrewarm = [&](const QString &instructions) {
+        std::shared_ptr<LanguageModelSession> session = model.makeSession(instructions);
+        const Clock::time_point start = Clock::now();
+        session->prewarm();
+        return std::pair{secondsSince(start) * 1000, LlamaLanguageModel::tokensRead(*session)};
+    };
+    const auto [cold, coldTokens] = timedPrewarm(instructionsWithContext(0));
+    const auto [cached, cachedTokens] = timedPrewarm(instructionsWithContext(0));
+    const auto [otherContext, otherTokens] = timedPrewarm(instructionsWithContext(1));
+    std::printf("prepare of the first recording: %.0f ms (%d tokens); the second, same instructions: %.0f ms (%d "
+                "tokens); another context: %.0f ms (%d tokens)\n",
+        cold, coldTokens, cached, cachedTokens, otherContext, otherTokens);
+
+    SystemClock clock;
+    PolishingService service(model, clock);
+    const double limit = 4.0;
+    const QString utterance = QStringLiteral("明日の会議の資料は午後までに送ります");
+    std::vector<double> outcomes;
+    int timedOut = 0;
+    for (int recording = 2; recording < 12; ++recording) {
+        const QString instructions = instructionsWithContext(recording);
+        waitInLoop(service.prepare(instructions, quint64(recording)));
+        pause(3000);
+        const Clock::time_point start = Clock::now();
+        QFuture<PolishingOutcome::Value> outcome
+            = service.polish(utterance, instructions, RecognitionLanguage::japanese, quint64(recording), limit);
+        waitInLoop(outcome);
+        outcomes.push_back(secondsSince(start) * 1000);
+        timedOut += std::holds_alternative<PolishingOutcome::TimedOut>(outcome.result()) ? 1 : 0;
+    }
+    std::sort(outcomes.begin(), outcomes.end());
+    std::printf("rewrite outcome after polish: p50 %.0f ms, max %.0f ms, limit %.0f ms\n",
+        (outcomes[4] + outcomes[5]) / 2, outcomes.back(), limit * 1000);
+    std::printf("(%d of %zu timed out; utterance of %d tokens in its tags)\n", timedOut, outcomes.size(),
+        int(PromptBuilder::wrapUtterance(utterance, RecognitionLanguage::japanese).toUtf8().size()));
+    std::fflush(stdout);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -145,6 +235,7 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QString realModel;
     QByteArray shape;
+    bool limitOnly = false;
     std::vector<char *> rest;
     for (int i = 0; i < argc; ++i) {
         const QByteArray argument(argv[i]);
@@ -152,6 +243,8 @@ int main(int argc, char **argv)
             realModel = QFile::decodeName(argument.mid(8));
         else if (argument.startsWith("--shape="))
             shape = argument.mid(8);
+        else if (argument == "--rewrite-limit")
+            limitOnly = true;
         else
             rest.push_back(argv[i]);
     }
@@ -170,6 +263,11 @@ int main(int argc, char **argv)
             chosen.weights = TinyLanguageModel::Shape::Weights::q4_0;
         const QString large = folder.filePath(QStringLiteral("shaped.gguf"));
         TinyLanguageModel::write(large, TinyLanguageModel::Answer::neverEnds, chosen);
+        // --rewrite-limit: the whole-recording figures on this shape, and nothing else.
+        if (limitOnly) {
+            rewriteLimit(large);
+            return 0;
+        }
         benchmark::RegisterBenchmark(("randomModelOfShape" + shape).constData(), firstTokenAndSpeed, large)
             ->UseManualTime()
             ->Iterations(1)

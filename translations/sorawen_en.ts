@@ -198,8 +198,8 @@
         <translation>The rewrite grew too long and was cut off (%1 tokens)</translation>
     </message>
     <message>
-        <source>言語モデルがインストールされていません</source>
-        <translation>No language model is installed</translation>
+        <source>言語モデルが未インストールです（設定から追加できます）</source>
+        <translation>No language model is installed (you can add one in Settings)</translation>
     </message>
     <message>
         <source>言語モデルのためのメモリが足りません</source>

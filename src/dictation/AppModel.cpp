@@ -579,6 +579,11 @@ void AppModel::setSettings(const RippletSettings &settings)
             setState(FlowState::Starting{});
         installLanguage(settings.language, wasIdle);
     }
+    // The model stays loaded only while rewriting is on.
+    if (old.polishingEnabled && !settings.polishingEnabled)
+        polishing.releaseModel();
+    else if (!old.polishingEnabled && settings.polishingEnabled && settings.language == old.language)
+        polishing.prewarm(settings.language);
     if (HistoryPolicy::shouldDeleteStoredHistory(old.historyEnabled, settings.historyEnabled)) {
         ++revision;
         currentHistory = {};

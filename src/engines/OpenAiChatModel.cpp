@@ -55,11 +55,28 @@ QString unreadable()
     return QCoreApplication::translate("LanguageModel", "言語モデルのサーバーの応答を読めません");
 }
 
+constexpr QChar wordJoiner(0x2060);
+
+// A server reads the whole rendered chat with its control tokens, so a spelling of one inside the
+// text (quoted from another application, or dictated) could close the user's turn and open another.
+// A word joiner after the opening bracket keeps such text plain for every common template (ChatML and
+// the <|…|> family, Llama 2, Gemma); the answer loses the joiners again.
+QString defused(QString text)
+{
+    static const QStringList openings{QStringLiteral("<|"), QStringLiteral("<s>"), QStringLiteral("</s>"),
+        QStringLiteral("<start_of_turn>"), QStringLiteral("<end_of_turn>"), QStringLiteral("[INST]"),
+        QStringLiteral("[/INST]")};
+    for (const QString &opening : openings)
+        text.replace(opening, opening.left(1) + wordJoiner + opening.mid(1));
+    return text;
+}
+
 QByteArray chatRequest(const QString &model, const QString &instructions, const QString &prompt, int maximumTokens)
 {
     const QJsonArray messages{
-        QJsonObject{{QStringLiteral("role"), QStringLiteral("system")}, {QStringLiteral("content"), instructions}},
-        QJsonObject{{QStringLiteral("role"), QStringLiteral("user")}, {QStringLiteral("content"), prompt}},
+        QJsonObject{
+            {QStringLiteral("role"), QStringLiteral("system")}, {QStringLiteral("content"), defused(instructions)}},
+        QJsonObject{{QStringLiteral("role"), QStringLiteral("user")}, {QStringLiteral("content"), defused(prompt)}},
     };
     QJsonObject request{{QStringLiteral("messages"), messages}, {QStringLiteral("temperature"), 0},
         {QStringLiteral("stream"), false}, {QStringLiteral("max_tokens"), maximumTokens}};
@@ -163,7 +180,7 @@ public:
             return std::unexpected(unreadable());
         if (choice.value(QLatin1StringView("finish_reason")).toString() == u"length")
             return std::unexpected(LanguageModel::cutMessage(cap));
-        return content.toString();
+        return content.toString().remove(wordJoiner);
     }
 
     void cancel() override { cancellation.cancel(); }

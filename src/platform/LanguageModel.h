@@ -7,9 +7,10 @@
 #include <functional>
 #include <memory>
 
-// One conversation with a language model, made from an instructions text. `respond` blocks its
-// worker thread until the answer (greedy decoding) or a failure with a readable message; `cancel`,
-// from any thread, makes a running `respond` return soon.
+// One conversation with a language model, made from an instructions text. `prewarm` and `respond`
+// block their worker thread; `respond` gives the answer (greedy decoding) or a failure with a
+// readable message. `cancel`, from any thread, makes a running `prewarm` or `respond` return soon.
+// A `respond` called while a `prewarm` runs on another thread takes over its reading.
 class LanguageModelSession
 {
 public:
@@ -40,6 +41,18 @@ public:
     }
     // What a session answers once cancelled.
     static QString cancelledMessage() { return QCoreApplication::translate("LanguageModel", "清書を取り消しました"); }
+    // What a rewrite answers when no model is installed: what to do about it, never where a file is.
+    static QString notInstalledMessage()
+    {
+        return QCoreApplication::translate("LanguageModel", "言語モデルが未インストールです（設定から追加できます）");
+    }
 
+    // Cheap; makes no session. Sessions are made only for an available model.
     virtual std::shared_ptr<LanguageModelSession> makeSession(const QString &instructions) = 0;
+    // Whether a model is there to be asked (a file installed, a server configured). Cheap: looks at
+    // no more than a file's presence. Any thread.
+    virtual bool isAvailable() const { return true; }
+    // Frees what the model keeps loaded between sessions; the next session loads it again. Any
+    // thread; sessions still running keep what they use until they end.
+    virtual void release() { }
 };

@@ -6,7 +6,8 @@
 #include <QPromise>
 #include "core/TaskPools.h"
 
-#include <atomic>
+#include <QThread>
+
 #include <mutex>
 
 namespace {
@@ -43,19 +44,33 @@ private:
 struct PolishingService::Rewrite {
     std::mutex lock;
     std::shared_ptr<LanguageModelSession> session;
-    std::atomic<bool> isCancelled{false};
+    bool isCancelled = false;
 
+    // A session taken after the limit ended is cancelled at once: it may still be reading.
+    void adopt(std::shared_ptr<LanguageModelSession> taken)
+    {
+        std::scoped_lock guard(lock);
+        if (isCancelled && taken)
+            taken->cancel();
+        else
+            session = std::move(taken);
+    }
     std::shared_ptr<LanguageModelSession> sessionOrMake(LanguageModel &model, const QString &instructions)
     {
         std::scoped_lock guard(lock);
         if (!session && !isCancelled)
             session = model.makeSession(instructions);
-        return session;
+        return isCancelled ? nullptr : session;
+    }
+    bool wasCancelled()
+    {
+        std::scoped_lock guard(lock);
+        return isCancelled;
     }
     void cancel()
     {
-        isCancelled = true;
         std::scoped_lock guard(lock);
+        isCancelled = true;
         if (session)
             session->cancel();
     }
@@ -65,35 +80,92 @@ PolishingService::PolishingService(LanguageModel &model, Clock &clock, QObject *
     : QObject(parent)
     , model(model)
     , clock(clock)
-{ }
+{
+    background.setMaxThreadCount(1);
+    // Idle priority (SCHED_IDLE on Linux): the reading uses only what recognition leaves over.
+    background.setThreadPriority(QThread::IdlePriority);
+}
+
+PolishingService::~PolishingService()
+{
+    // Runs before the executor joins; the background pool then waits only for cancelled work.
+    executor.run([this] {
+        dropPrepared();
+        if (std::shared_ptr<LanguageModelSession> session = warming.lock())
+            session->cancel();
+    });
+}
+
+void PolishingService::readInBackground(std::shared_ptr<LanguageModelSession> session)
+{
+    background.start([session = std::move(session)]() mutable {
+        session->prewarm();
+        // Released here, before the next reading starts, so that it can reuse what this one read.
+        session.reset();
+    });
+}
+
+void PolishingService::touch()
+{
+    idleTimer.cancel();
+    idleTimer = clock.schedule(idleRelease, this, [this] { releaseModel(); });
+}
+
+void PolishingService::releaseModel()
+{
+    idleTimer.cancel();
+    executor.run([this] { model.release(); });
+}
+
+bool PolishingService::isModelAvailable() const
+{
+    return model.isAvailable();
+}
 
 QFuture<void> PolishingService::prewarm(RecognitionLanguage language)
 {
+    touch();
     return executor.run([this, language] {
+        if (!model.isAvailable())
+            return;
         const QString &base = language == RecognitionLanguage::japanese ? PromptBuilder::baseInstruction
                                                                         : PromptBuilder::englishBaseInstruction;
-        if (std::shared_ptr<LanguageModelSession> session = model.makeSession(base))
-            session->prewarm();
+        if (std::shared_ptr<LanguageModelSession> earlier = warming.lock())
+            earlier->cancel();
+        std::shared_ptr<LanguageModelSession> session = model.makeSession(base);
+        warming = session;
+        readInBackground(std::move(session));
     });
 }
 
 QFuture<void> PolishingService::prepare(const QString &instructions, quint64 generation)
 {
+    touch();
     return executor.run([this, instructions, generation] {
-        // The earlier session is released before the new one is made: one at a time.
-        prepared.reset();
-        std::shared_ptr<LanguageModelSession> session = model.makeSession(instructions);
+        // One reading at a time: the earlier prepared session and a start-up reading stop here.
+        dropPrepared();
+        if (std::shared_ptr<LanguageModelSession> session = warming.lock())
+            session->cancel();
+        std::shared_ptr<LanguageModelSession> session
+            = model.isAvailable() ? model.makeSession(instructions) : nullptr;
+        prepared = Prepared{generation, instructions, session};
         if (session)
-            session->prewarm();
-        prepared = Prepared{generation, instructions, std::move(session)};
+            readInBackground(std::move(session));
     });
+}
+
+void PolishingService::dropPrepared()
+{
+    if (prepared && prepared->session)
+        prepared->session->cancel();
+    prepared.reset();
 }
 
 QFuture<void> PolishingService::discardPrepared(quint64 generation)
 {
     return executor.run([this, generation] {
         if (prepared && prepared->generation == generation)
-            prepared.reset();
+            dropPrepared();
     });
 }
 
@@ -107,9 +179,13 @@ std::shared_ptr<LanguageModelSession> PolishingService::takePreparedNow(const QS
 {
     if (!prepared || prepared->generation != generation)
         return nullptr;
-    Prepared taken = std::move(*prepared);
+    if (prepared->instructions != instructions) {
+        dropPrepared();
+        return nullptr;
+    }
+    std::shared_ptr<LanguageModelSession> session = std::move(prepared->session);
     prepared.reset();
-    return taken.instructions == instructions ? taken.session : nullptr;
+    return session;
 }
 
 QFuture<PolishingOutcome::Value> PolishingService::polish(const QString &utterance, const QString &instructions,
@@ -117,33 +193,34 @@ QFuture<PolishingOutcome::Value> PolishingService::polish(const QString &utteran
 {
     auto gate = std::make_shared<OutcomeGate>();
     QFuture<PolishingOutcome::Value> outcome = gate->future();
+    auto rewrite = std::make_shared<Rewrite>();
+    touch();
+    // The limit counts from this call, whatever the executor or the model is busy with, and always
+    // runs to its end; after an earlier outcome its resolve has no effect.
+    clock.schedule(secondsToDuration(std::max(timeout, shortestTimeout)), this, [gate, rewrite] {
+        gate->resolve(PolishingOutcome::TimedOut{});
+        rewrite->cancel();
+    });
     // The prepared session is taken in order with the other session work; the rewrite then leaves
     // the executor, which is free for the next recording while it runs.
     executor.run(
-        [this, gate, instructions, generation, timeout, prompt = PromptBuilder::wrapUtterance(utterance, language)] {
-            auto rewrite = std::make_shared<Rewrite>();
-            rewrite->session = takePreparedNow(instructions, generation);
+        [this, gate, rewrite, instructions, generation, prompt = PromptBuilder::wrapUtterance(utterance, language)] {
+            rewrite->adopt(takePreparedNow(instructions, generation));
+            if (!model.isAvailable()) {
+                gate->resolve(PolishingOutcome::Unavailable{LanguageModel::notInstalledMessage()});
+                return;
+            }
             TaskPools::longWork().start([this, gate, rewrite, instructions, prompt] {
-                std::shared_ptr<LanguageModelSession> session = rewrite->sessionOrMake(model, instructions);
-                if (!session) {
-                    gate->resolve(PolishingOutcome::Unavailable{
-                        QCoreApplication::translate("LanguageModel", "言語モデルがインストールされていません")});
-                    return;
-                }
-                if (rewrite->isCancelled)
+                const std::shared_ptr<LanguageModelSession> session = rewrite->sessionOrMake(model, instructions);
+                if (!session)
                     return;
                 const std::expected<QString, QString> answer = session->respond(prompt);
-                if (rewrite->isCancelled)
+                if (rewrite->wasCancelled())
                     return;
                 if (answer)
                     gate->resolve(PolishingOutcome::Polished{*answer});
                 else
                     gate->resolve(PolishingOutcome::Unavailable{answer.error()});
-            });
-            // The limit always runs to its end; after an earlier outcome its resolve has no effect.
-            clock.schedule(secondsToDuration(std::max(timeout, shortestTimeout)), this, [gate, rewrite] {
-                gate->resolve(PolishingOutcome::TimedOut{});
-                rewrite->cancel();
             });
         });
     return outcome;

@@ -9,16 +9,20 @@
 #include <optional>
 #include <vector>
 
-// A session whose answer the test gives; respond waits for it or for a cancel.
+// A session whose answer the test gives; respond waits for it or for a cancel. A slow session's
+// prewarm, too, runs until it is cancelled.
 class ScriptedSession final : public LanguageModelSession
 {
 public:
-    explicit ScriptedSession(QString instructions)
+    explicit ScriptedSession(QString instructions, bool isSlow = false)
         : instructions(std::move(instructions))
+        , isSlow(isSlow)
     { }
     std::expected<void, QString> prewarm() override
     {
         ++prewarms;
+        std::unique_lock guard(mutex);
+        changed.wait(guard, [this] { return !isSlow || isCancelled; });
         return {};
     }
     std::expected<QString, QString> respond(const QString &prompt) override
@@ -54,6 +58,7 @@ public:
     }
 
     const QString instructions;
+    const bool isSlow;
     std::atomic<int> prewarms{0};
     std::vector<QString> prompts;
 
@@ -71,11 +76,15 @@ public:
     std::vector<std::shared_ptr<ScriptedSession>> made;
     // The answer every session made from now on gives at once.
     std::optional<std::expected<QString, QString>> answer;
+    // Sessions made from now on read their instructions until cancelled.
+    bool isSlow = false;
+    bool available = true;
 
+    bool isAvailable() const override { return available; }
     std::shared_ptr<LanguageModelSession> makeSession(const QString &instructions) override
     {
         std::scoped_lock guard(mutex);
-        made.push_back(std::make_shared<ScriptedSession>(instructions));
+        made.push_back(std::make_shared<ScriptedSession>(instructions, isSlow));
         if (answer)
             made.back()->give(*answer);
         return made.back();

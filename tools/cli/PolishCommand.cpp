@@ -36,6 +36,8 @@ public:
         };
         return session;
     }
+    bool isAvailable() const override { return model.isAvailable(); }
+    void release() override { model.release(); }
     std::atomic<qint64> firstTokenAt{-1};
 
 private:

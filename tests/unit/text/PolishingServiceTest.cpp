@@ -27,8 +27,6 @@ struct Fixture {
         EXPECT_TRUE(waitFor([&] { return model.last() && model.last()->hasPrompt(); }));
         return outcome;
     }
-    // The time limit is armed once the rewrite has left the service's executor.
-    void settle() { service.discardPrepared(0).waitForFinished(); }
 };
 
 TEST(PolishingService, TheFirstOutcomeWins)
@@ -62,7 +60,6 @@ TEST(PolishingService, TheFirstOutcomeWins)
         SCOPED_TRACE(c.name);
         Fixture f;
         QFuture<PolishingOutcome::Value> outcome = f.polish(c.timeout);
-        f.settle();
         std::shared_ptr<ScriptedSession> session = f.model.last();
         c.act(f, *session);
         ASSERT_TRUE(waitFor([&] { return outcome.isFinished(); }));
@@ -79,7 +76,6 @@ TEST(PolishingService, TheTimeoutIsNotReachedEarly)
 {
     Fixture f;
     QFuture<PolishingOutcome::Value> outcome = f.polish(0.0);
-    f.settle();
     f.clock.advance(249ms);
     QCoreApplication::processEvents();
     EXPECT_FALSE(outcome.isFinished());
@@ -92,9 +88,12 @@ TEST(PolishingService, TheTimeoutIsNotReachedEarly)
 TEST(PolishingService, PreparedSessions)
 {
     Fixture f;
-    f.service.prepare(u"A"_s, 1).waitForFinished();
+    const auto prepare = [&](const QString &instructions, quint64 generation) {
+        f.service.prepare(instructions, generation).waitForFinished();
+        EXPECT_TRUE(waitFor([&] { return f.model.last()->prewarms == 1; })) << "read in the background";
+    };
+    prepare(u"A"_s, 1);
     ASSERT_EQ(f.model.count(), 1u);
-    EXPECT_EQ(f.model.last()->prewarms, 1);
     // Another generation leaves it in place.
     EXPECT_EQ(f.service.takePrepared(u"A"_s, 2).result(), nullptr);
     f.service.discardPrepared(2).waitForFinished();
@@ -102,36 +101,94 @@ TEST(PolishingService, PreparedSessions)
     EXPECT_EQ(f.service.takePrepared(u"A"_s, 1).result(), nullptr) << "taken once";
 
     // The right generation with other instructions gives nothing and leaves nothing.
-    f.service.prepare(u"A"_s, 3).waitForFinished();
+    prepare(u"A"_s, 3);
     EXPECT_EQ(f.service.takePrepared(u"B"_s, 3).result(), nullptr);
     EXPECT_EQ(f.service.takePrepared(u"A"_s, 3).result(), nullptr);
+    EXPECT_TRUE(f.model.last()->wasCancelled());
 
     // Two prepares keep only the second.
-    f.service.prepare(u"A"_s, 4).waitForFinished();
-    f.service.prepare(u"A"_s, 5).waitForFinished();
+    prepare(u"A"_s, 4);
+    prepare(u"A"_s, 5);
+    EXPECT_TRUE(f.model.made[2]->wasCancelled());
     EXPECT_EQ(f.service.takePrepared(u"A"_s, 4).result(), nullptr);
     EXPECT_EQ(f.service.takePrepared(u"A"_s, 5).result(), f.model.last());
 
-    f.service.prepare(u"A"_s, 6).waitForFinished();
+    prepare(u"A"_s, 6);
     f.service.discardPrepared(6).waitForFinished();
     EXPECT_EQ(f.service.takePrepared(u"A"_s, 6).result(), nullptr);
 
     f.service.prewarm(RecognitionLanguage::english).waitForFinished();
+    EXPECT_TRUE(waitFor([&] { return f.model.last()->prewarms == 1; }));
     EXPECT_EQ(f.model.last()->instructions, PromptBuilder::englishBaseInstruction);
-    EXPECT_EQ(f.model.last()->prewarms, 1);
 }
 
-TEST(PolishingService, ARewriteUsesTheMatchingPreparedSession)
+TEST(PolishingService, AReadingInProgressHoldsUpNothing)
+{
+    // The old service read the instructions on its executor: the limit, armed behind that reading,
+    // and a discard both waited for it.
+    Fixture f;
+    f.model.isSlow = true;
+    f.service.prepare(u"instructions"_s, 1);
+    ASSERT_TRUE(waitFor([&] { return f.model.last() && f.model.last()->prewarms == 1; }));
+    const std::shared_ptr<ScriptedSession> discarded = f.model.last();
+    QFuture<void> discarding = f.service.discardPrepared(1);
+    ASSERT_TRUE(waitFor([&] { return discarding.isFinished(); }));
+    EXPECT_TRUE(discarded->wasCancelled());
+
+    f.service.prepare(u"instructions"_s, 2);
+    ASSERT_TRUE(waitFor([&] { return f.model.count() == 2 && f.model.last()->prewarms == 1; }));
+    QFuture<PolishingOutcome::Value> outcome = f.polish(4.0, 2);
+    EXPECT_EQ(f.model.count(), 2u) << "the prepared session answers while it still reads";
+    f.clock.advance(4s);
+    ASSERT_TRUE(waitFor([&] { return outcome.isFinished(); }));
+    EXPECT_EQ(outcome.result(), PolishingOutcome::Value(PolishingOutcome::TimedOut{}));
+    EXPECT_TRUE(f.model.last()->wasCancelled());
+    QThreadPool::globalInstance()->waitForDone();
+}
+
+TEST(PolishingService, ARewriteUsesThePreparedSessionOnlyForTheSameInstructions)
+{
+    struct Case {
+        const char *name;
+        QString instructions;
+        size_t sessions;
+    };
+    const Case cases[] = {
+        {"same instructions", u"instructions"_s, 1},
+        {"other instructions: a new session with them", u"old"_s, 2},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Fixture f;
+        f.service.prepare(c.instructions, 7).waitForFinished();
+        const std::shared_ptr<ScriptedSession> prepared = f.model.last();
+        QFuture<PolishingOutcome::Value> outcome = f.polish(4.0, 7);
+        ASSERT_EQ(f.model.count(), c.sessions);
+        EXPECT_EQ(f.model.last()->instructions, u"instructions"_s);
+        EXPECT_EQ(prepared->wasCancelled(), c.sessions == 2) << "a session nobody will use stops reading";
+        EXPECT_EQ(f.model.last()->prompts, std::vector<QString>{u"<発話>えーと会議です</発話>"_s});
+        f.model.last()->give(u"会議です。"_s);
+        ASSERT_TRUE(waitFor([&] { return outcome.isFinished(); }));
+        EXPECT_EQ(outcome.result(), PolishingOutcome::Value(PolishingOutcome::Polished{u"会議です。"_s}));
+        f.clock.advance(10s);
+        QThreadPool::globalInstance()->waitForDone();
+    }
+}
+
+TEST(PolishingService, WithoutAModelTheOutcomeSaysWhatToDo)
 {
     Fixture f;
-    f.service.prepare(u"instructions"_s, 7).waitForFinished();
-    QFuture<PolishingOutcome::Value> outcome = f.polish(4.0, 7);
-    EXPECT_EQ(f.model.count(), 1u) << "no second session is made";
-    EXPECT_EQ(f.model.last()->prompts, std::vector<QString>{u"<発話>えーと会議です</発話>"_s});
-    f.model.last()->give(u"会議です。"_s);
+    f.model.available = false;
+    EXPECT_FALSE(f.service.isModelAvailable());
+    f.service.prepare(u"instructions"_s, 1).waitForFinished();
+    QFuture<PolishingOutcome::Value> outcome
+        = f.service.polish(u"えーと会議です"_s, u"instructions"_s, RecognitionLanguage::japanese, 1, 4.0);
     ASSERT_TRUE(waitFor([&] { return outcome.isFinished(); }));
+    EXPECT_EQ(outcome.result(),
+        PolishingOutcome::Value(PolishingOutcome::Unavailable{LanguageModel::notInstalledMessage()}));
+    EXPECT_EQ(f.model.count(), 0u);
+    EXPECT_FALSE(LanguageModel::notInstalledMessage().contains(u'/'));
     f.clock.advance(10s);
-    QThreadPool::globalInstance()->waitForDone();
 }
 
 } // namespace
