@@ -54,10 +54,13 @@ std::optional<CaptureResult> captureWhen(
     const AccessibilityTree &tree, bool includeText, const std::function<bool(const CaptureResult &)> &ready)
 {
     std::optional<CaptureResult> result;
-    waitFor([&] {
-        result = AccessibilityServices::captureContext(tree, includeText);
-        return result && ready(*result);
-    });
+    // A read can stall for a few seconds (libatspi waiting out a call's time-out).
+    waitFor(
+        [&] {
+            result = AccessibilityServices::captureContext(tree, includeText);
+            return result && ready(*result);
+        },
+        15000);
     return result;
 }
 
@@ -244,7 +247,10 @@ TEST_F(DesktopPaste, MovedFocusLeavesEverythingAlone)
         = captureWhen(tree, false, [](const CaptureResult &r) { return r.target.focusedRole == u"text"_s; });
     ASSERT_TRUE(start);
     xdotool({u"key"_s, u"Tab"_s});
-    ASSERT_TRUE(waitFor([&] { return AccessibilityServices::captureContext(tree, false)->target.isSecure; }));
+    ASSERT_TRUE(waitFor([&] {
+        const std::optional<CaptureResult> now = AccessibilityServices::captureContext(tree, false);
+        return now && now->target.isSecure;
+    }));
     EXPECT_EQ(paste(u"Hello"_s, start->target), std::unexpected(PasteError::targetChanged));
     EXPECT_EQ(QGuiApplication::clipboard()->mimeData()->html(), u"<b>mine</b>"_s);
     focusEntry(u"shift+Tab"_s);
