@@ -155,7 +155,7 @@ MUTATIONS = [
      "platform/linux/XServerClock.cpp", "now - windowStart >= window", "now - windowStart > window",
      "unit_platform", "XServerClock*"),
     ("a launcher prefix stays in the desktop id",
-     "platform/linux/DesktopIdentity.cpp", "if (dash > 0", "if (dash > 0 && false",
+     "platform/linux/DesktopIdentity.cpp", "if (dash > 0)", "if (dash > 0 && false)",
      "integration_platform", "DesktopIdentity*"),
 ]
 
