@@ -81,13 +81,10 @@ TEST_F(AudioCapture, AMicrophoneThatDisappearsEndsTheRecording)
     auto pactl = [](const char *module) {
         return QProcess::execute(QStringLiteral("pactl"), {QStringLiteral("unload-module"), QLatin1StringView(module)});
     };
-    // The server replaces the lost source with its fallback at once: the recording moves over.
+    // Without the null sinks only the fallback sink's monitor is left as the default source: it hears
+    // the machine's own output, not a microphone, so after about three seconds of retries the
+    // recording ends.
     ASSERT_EQ(pactl("module-null-sink"), 0);
-    waitFor([] { return false; }, 1000);
-    EXPECT_FALSE(service.isStopped());
-    EXPECT_EQ(interruptions, 0);
-    // Now no source is left at all: about three seconds of retries, then the recording ends.
-    ASSERT_EQ(pactl("module-always-sink"), 0);
     EXPECT_TRUE(waitFor([&] { return interruptions == 1; }, 10000));
     EXPECT_TRUE(service.isStopped());
 }

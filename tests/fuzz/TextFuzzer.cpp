@@ -3,15 +3,61 @@
 #include "text/PolishedTextValidator.h"
 #include "text/PromptBuilder.h"
 #include "text/TextPostProcessor.h"
+#include "core/Unicode.h"
 
+#include <QHash>
 #include <QList>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 
-// Feeds arbitrary bytes through the text path of one dictation. The input is split at its first
-// NUL byte into a transcript and a rewrite (the whole input is both when there is none); each is
-// read as UTF-16 so that unpaired surrogates reach the code too.
+namespace {
+
+// Aborts the run, so libFuzzer keeps the input, when a rule of the text path does not hold.
+void require(bool holds, const char *rule)
+{
+    if (!holds) {
+        std::fprintf(stderr, "broken: %s\n", rule);
+        std::abort();
+    }
+}
+
+bool isNumber(const QString &token)
+{
+    return std::all_of(token.cbegin(), token.cend(), [](QChar c) { return c.isDigit(); });
+}
+
+// An accepted English rewrite says nothing the speaker did not: each of its words is one of the
+// transcript's, used no more often, numbers aside (a spelt-out number may come back as digits).
+bool usesOnlyTheRawWords(const QString &raw, const QString &accepted)
+{
+    QHash<QString, int> unused;
+    for (const QString &token : PolishedTextValidator::englishTokens(raw))
+        ++unused[token];
+    for (const QString &token : PolishedTextValidator::englishTokens(accepted)) {
+        if (isNumber(token))
+            continue;
+        if (--unused[token] < 0)
+            return false;
+    }
+    return true;
+}
+
+// Merging a text with itself finds no difference to judge.
+void checkMerge(const JapaneseEditFilter &filter, const QString &raw, const QString &polished)
+{
+    require(filter.merge(raw, raw) == raw, "merge(raw, raw) == raw");
+    filter.merge(raw, polished);
+}
+
+} // namespace
+
+// Feeds arbitrary bytes through the text path of one dictation and checks its rules. The input is
+// split at its first NUL byte into a transcript and a rewrite (the whole input is both when there
+// is none); each is read as UTF-16 so that unpaired surrogates reach the code too.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     static const MecabTokenizer tokenizer;
@@ -35,11 +81,24 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     for (const RecognitionLanguage language : RecognitionLanguage::allCases()) {
         const QString cleanedRaw = TextPostProcessor::process(raw, dictionary, true, language);
         const QString cleanedPolished = TextPostProcessor::process(polished, dictionary, true, language);
-        PolishedTextValidator::accepted(cleanedRaw, cleanedPolished, language, tokenizer);
-        PromptBuilder::wrapUtterance(raw, language);
+        const std::optional<QString> accepted
+            = PolishedTextValidator::accepted(cleanedRaw, cleanedPolished, language, tokenizer);
+        if (accepted && language == RecognitionLanguage::english)
+            require(usesOnlyTheRawWords(cleanedRaw, *accepted), "an accepted rewrite uses only the raw words");
+        if (accepted && language == RecognitionLanguage::japanese)
+            require(*accepted != cleanedRaw, "an accepted Japanese rewrite changes something");
+        // Normalising keeps letters and numbers only, so doing it again changes nothing.
+        const QString normalized = PolishedTextValidator::normalized(cleanedRaw);
+        require(PolishedTextValidator::normalized(normalized) == normalized, "normalized is idempotent");
+        const QString wrapped = PromptBuilder::wrapUtterance(raw, language);
+        const QString closing = language == RecognitionLanguage::japanese ? QStringLiteral("</発話>")
+                                                                           : QStringLiteral("</utterance>");
+        require(wrapped.count(closing) == 1 && wrapped.endsWith(closing), "the utterance closes once, at its end");
     }
-    filter.merge(raw, polished);
-    filter.merge(QString::fromUtf8(first.data(), qsizetype(first.size())),
+    require(Unicode::canonicalForm(Unicode::canonicalForm(raw)) == Unicode::canonicalForm(raw),
+        "the canonical form is idempotent");
+    checkMerge(filter, raw, polished);
+    checkMerge(filter, QString::fromUtf8(first.data(), qsizetype(first.size())),
         QString::fromUtf8(second.data(), qsizetype(second.size())));
     return 0;
 }

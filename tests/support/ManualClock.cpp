@@ -1,5 +1,7 @@
 #include "ManualClock.h"
 
+#include <QThread>
+
 #include <algorithm>
 
 Clock::Duration ManualClock::now() const
@@ -38,10 +40,22 @@ void ManualClock::advance(Duration by)
         Entry entry = std::move(*due);
         entries.erase(due);
         current = std::max(current, entry.deadline);
-        if (!entry.cancelled->load() && !entry.context.isNull()) {
+        QObject *context = entry.context.data();
+        if (!entry.cancelled->load() && context != nullptr) {
             // Actions may schedule more calls, so the lock is not held while one runs.
             lock.unlock();
-            entry.action();
+            if (context->thread() == QThread::currentThread()) {
+                entry.action();
+            } else {
+                // As a timer would: on the context's thread, once its event loop turns, unless the
+                // call is cancelled or the context goes first.
+                QMetaObject::invokeMethod(context,
+                    [cancelled = entry.cancelled, action = std::move(entry.action)] {
+                        if (!cancelled->load())
+                            action();
+                    },
+                    Qt::QueuedConnection);
+            }
             lock.lock();
         }
         wakeTime = current;

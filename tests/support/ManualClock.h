@@ -9,9 +9,10 @@
 #include <set>
 #include <vector>
 
-// A clock that moves only when a test calls advance(). Scheduled calls run on the thread that
-// advances, in deadline order (ties in scheduling order); sleepers on other threads wake when the
-// time they wait for is reached.
+// A clock that moves only when a test calls advance(). Due calls run in deadline order (ties in
+// scheduling order) on the thread of their context, as the real clock's timers do: at once when
+// that is the advancing thread, else queued to it. Sleepers on other threads wake when the time
+// they wait for is reached.
 class ManualClock final : public Clock
 {
 public:

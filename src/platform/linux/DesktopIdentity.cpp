@@ -15,9 +15,10 @@ std::optional<QString> desktopIdFromCgroup(const QString &cgroup)
     if (!match.hasMatch())
         return std::nullopt;
     QString id = match.captured(1);
-    // A launcher prefix has no dot; a desktop id in reverse-DNS form does.
+    // Dashes inside the launcher and the id are escaped (\x2d), so a plain dash ends a launcher prefix
+    // ("app-gnome-gedit@…" is gedit started by GNOME Shell).
     const qsizetype dash = id.indexOf(QLatin1Char('-'));
-    if (dash > 0 && !id.first(dash).contains(QLatin1Char('.')) && id.sliced(dash + 1).contains(QLatin1Char('.')))
+    if (dash > 0)
         id = id.sliced(dash + 1);
     id.replace(QStringLiteral("\\x2d"), QStringLiteral("-"));
     if (id.isEmpty())

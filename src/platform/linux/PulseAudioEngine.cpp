@@ -145,7 +145,8 @@ AudioFormat PulseAudioEngine::inputFormat() const
             context, query.defaultSource.constData(),
             [](pa_context *, const pa_source_info *info, int, void *data) {
                 auto *query = static_cast<SourceQuery *>(data);
-                if (info != nullptr)
+                // A sink's monitor hears what the machine plays, not the room: it is no microphone.
+                if (info != nullptr && info->monitor_of_sink == PA_INVALID_INDEX)
                     query->format = AudioFormat{double(info->sample_spec.rate), int(info->sample_spec.channels)};
                 pa_threaded_mainloop_signal(query->mainloop, 0);
             },

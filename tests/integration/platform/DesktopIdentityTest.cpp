@@ -1,10 +1,8 @@
 #include "platform/linux/DesktopIdentity.h"
 
-#include <QCoreApplication>
+#include <QProcess>
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -24,7 +22,7 @@ TEST(DesktopIdentity, DesktopIdFromTheSystemdUnit)
         {u"0::/user.slice/user@1000.service/app.slice/app-flatpak-org.mozilla.firefox-1234.scope"_s,
             u"org.mozilla.firefox"_s},
         {u"0::/user.slice/user@1000.service/app.slice/app-org.gnome.Terminal.service"_s, u"org.gnome.Terminal"_s},
-        {u"0::/user.slice/user@1000.service/app.slice/app-gnome-gedit@a1b2.service"_s, u"gnome-gedit"_s},
+        {u"0::/user.slice/user@1000.service/app.slice/app-gnome-gedit@a1b2.service"_s, u"gedit"_s},
         {u"0::/user.slice/user@1000.service/app.slice/app-my\\x2dtool-77.scope"_s, u"my-tool"_s},
         {u"0::/user.slice/user-1000.slice/session-2.scope"_s, std::nullopt},
         {u"0::/system.slice/cron.service"_s, std::nullopt},
@@ -38,10 +36,14 @@ TEST(DesktopIdentity, DesktopIdFromTheSystemdUnit)
 
 TEST(DesktopIdentity, FallsBackToTheExecutableName)
 {
-    // The test runs outside any application unit, so its own executable name is its identity.
-    EXPECT_EQ(DesktopIdentity::identifierOf(qint32(getpid())), u"integration_platform"_s);
+    // A process outside any application unit is known by its executable's file name.
+    QProcess child;
+    child.start(QStringLiteral("/bin/sleep"), {QStringLiteral("5")});
+    ASSERT_TRUE(child.waitForStarted());
+    EXPECT_EQ(DesktopIdentity::identifierOf(qint32(child.processId())), u"sleep"_s);
+    child.kill();
+    child.waitForFinished();
     EXPECT_EQ(DesktopIdentity::identifierOf(0), std::nullopt);
-    EXPECT_EQ(DesktopIdentity::identifierOf(-5), std::nullopt);
 }
 
 } // namespace

@@ -98,7 +98,6 @@ TEST_F(HistoryFileTest, FolderThatCannotBeCreatedLosesNothingInMemory)
     const RippletHistory history = historyWith({"残る"});
     persistence.persist(history).waitForFinished();
     EXPECT_FALSE(QFile::exists(fileName()));
-    EXPECT_EQ(history.items.size(), 1);
 
     // Once the obstacle is gone, the next save writes the whole list.
     ASSERT_TRUE(QFile::remove(blocker.fileName()));

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cmath>
 #include <condition_variable>
 #include <mutex>
 
@@ -83,8 +84,6 @@ TEST(SpeechServiceCapture, Level)
         // Summed in single precision.
         EXPECT_NEAR(SpeechService::level(c.input), c.expected, 1e-5);
     }
-    EXPECT_EQ(SpeechService::outputCapacity(AudioFormat{44100, 1}, recognizerFormat, 1024), 373);
-    EXPECT_EQ(SpeechService::outputCapacity(mic48k, recognizerFormat, 1024), 343);
 }
 
 TEST(SpeechServiceCapture, PendingAudioIsBoundedAndReplayedInOrder)
@@ -125,7 +124,10 @@ TEST(SpeechServiceCapture, ConverterIsReusedUntilTheFormatChanges)
     EXPECT_EQ(f.converters.made, 1);
     f.engine.deliver(buffer(mic44k, 1024, 3));
     EXPECT_EQ(f.converters.made, 2);
-    EXPECT_EQ(f.converters.capacities, (std::vector<qint64>{343, 343, 373}));
+    // Room for every converted frame of each buffer, whatever its rate.
+    ASSERT_EQ(f.converters.capacities.size(), 3u);
+    EXPECT_GE(f.converters.capacities[1], std::ceil(1024 * 16000 / 48000.0));
+    EXPECT_GE(f.converters.capacities[2], std::ceil(1024 * 16000 / 44100.0));
     EXPECT_EQ(f.streamed, (std::vector<float>{1, 2, 3}));
 }
 
@@ -322,19 +324,6 @@ TEST(SpeechServiceRecognition, Failures)
     f.recognizers.last.load()->failure = QStringLiteral("decoder crashed");
     EXPECT_EQ(f.service.finish().result(),
         std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, QStringLiteral("decoder crashed")}));
-}
-
-TEST(SpeechServiceError, Messages)
-{
-    EXPECT_EQ((SpeechServiceError{
-                   SpeechServiceError::modelInstallationFailed, QStringLiteral("The network connection was lost.")})
-                  .description(),
-        QStringLiteral(
-            "音声認識モデルを導入できませんでした。ネット接続を確認してください。\nThe network connection was lost."));
-    EXPECT_EQ((SpeechServiceError{SpeechServiceError::noInput, {}}).description(),
-        QStringLiteral("利用できるマイクがありません。"));
-    EXPECT_EQ((SpeechServiceError{SpeechServiceError::unsupportedFormat, {}}).description(),
-        QStringLiteral("音声認識で使える音声形式がありません。"));
 }
 
 } // namespace

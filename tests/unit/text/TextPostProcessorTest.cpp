@@ -69,6 +69,7 @@ TEST(TextPostProcessor, Process)
         {"punctuation first", u"\"quoted\"", u"\"quoted\"", en},
         {"full upper-casing", u"ßtraße", u"SStraße", en},
         {"already capital", u"Über", u"Über", en},
+        {"a title-case first letter is no lower-case one", u"ǅemal", u"ǅemal", en},
         {"capital after dictionary", u"sorawen rocks", u"Sorawen rocks", en, false, {entry(u"sorawen", u"sorawen")}},
     };
     for (const Case &c : cases) {
