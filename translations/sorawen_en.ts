@@ -294,6 +294,10 @@
         <translation>The target changed, so nothing was typed and the clipboard was left as it was.</translation>
     </message>
     <message>
+        <source>貼り付けのキーを送れません。/dev/uinput への書き込みを許可してください。</source>
+        <translation>The paste keys cannot be sent. Allow writing to /dev/uinput.</translation>
+    </message>
+    <message>
         <source>入力を取り消しました。</source>
         <translation>The insertion was cancelled.</translation>
     </message>

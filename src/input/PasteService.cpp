@@ -23,6 +23,9 @@ QString description(PasteError error)
     case PasteError::targetChanged:
         return QCoreApplication::translate(
             "PasteError", "入力先が変わったため入力せず、クリップボードも変更していません。");
+    case PasteError::noKeystroke:
+        return QCoreApplication::translate(
+            "PasteError", "貼り付けのキーを送れません。/dev/uinput への書き込みを許可してください。");
     case PasteError::cancelled: return QCoreApplication::translate("PasteError", "入力を取り消しました。");
     }
     return {};
@@ -57,11 +60,12 @@ QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTa
         std::optional<QString> before;
     };
     const QFuture<Look> looking = TaskPools::run(TaskPools::shortWork(), [environment, target] {
-        if (!environment.access.isEnabled() || !environment.keystroke.isAvailable()) {
-            if (!environment.access.isEnabled())
-                environment.access.requestEnable();
+        if (!environment.access.isEnabled()) {
+            environment.access.requestEnable();
             return Look{PasteError::notTrusted, {}};
         }
+        if (!environment.keystroke.isAvailable())
+            return Look{PasteError::noKeystroke, {}};
         if (target.isSecure)
             return Look{PasteError::secureField, {}};
         const std::optional<CaptureResult> current = AccessibilityServices::captureContext(environment.tree, false);

@@ -18,7 +18,9 @@ class QObject;
 
 enum class PasteOutcome { confirmed, unconfirmed };
 
-enum class PasteError { notTrusted, secureField, targetChanged, cancelled };
+// `noKeystroke`: the paste shortcut cannot be sent at all (no XTest on X11, no writable /dev/uinput
+// elsewhere), which no accessibility permission would change.
+enum class PasteError { notTrusted, noKeystroke, secureField, targetChanged, cancelled };
 // The user-facing message of an error.
 QString description(PasteError error);
 
