@@ -7,8 +7,10 @@
 
 WindowOpener::~WindowOpener() = default;
 
-bool WindowOpener::showSettings()
+bool WindowOpener::showSettings(std::optional<SettingsSection> section)
 {
+    if (section)
+        selection.setValue(*section);
     return show(settingsWindow, settingsMaker, tr("Sorawen 設定"), tr("設定ウィンドウはまだありません。"));
 }
 
@@ -16,6 +18,12 @@ bool WindowOpener::showOnboarding()
 {
     return show(onboardingWindow, onboardingMaker, tr("Sorawen を使い始める"),
         tr("はじめての設定のウィンドウはまだありません。"));
+}
+
+void WindowOpener::releaseWindows()
+{
+    settingsWindow.reset();
+    onboardingWindow.reset();
 }
 
 bool WindowOpener::show(std::unique_ptr<QWindow> &window, const WindowMaker &maker, const QString &title,

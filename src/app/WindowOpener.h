@@ -1,10 +1,13 @@
 #pragma once
 
+#include "ui/SettingsSection.h"
+
 #include <QObject>
 #include <QWindow>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 // Opens the settings and first-run windows: each is created on first request, kept when the user
 // closes it, and raised again on the next request with its state intact. A window whose maker is
@@ -22,12 +25,16 @@ public:
     void setSettingsMaker(WindowMaker maker) { settingsMaker = std::move(maker); }
     void setOnboardingMaker(WindowMaker maker) { onboardingMaker = std::move(maker); }
 
-    // True when the window now shows.
-    bool showSettings();
+    // True when the window now shows. A given section is selected first; without one the window
+    // shows the section last chosen.
+    bool showSettings(std::optional<SettingsSection> section = std::nullopt);
     bool showOnboarding();
 
     QWindow *settings() const { return settingsWindow.get(); }
     QWindow *onboarding() const { return onboardingWindow.get(); }
+    SettingsSectionSelection &settingsSection() { return selection; }
+    // Closes both windows for good, before what they show goes away.
+    void releaseWindows();
 
 private:
     bool show(std::unique_ptr<QWindow> &window, const WindowMaker &maker, const QString &title,
@@ -37,4 +44,5 @@ private:
     WindowMaker onboardingMaker;
     std::unique_ptr<QWindow> settingsWindow;
     std::unique_ptr<QWindow> onboardingWindow;
+    SettingsSectionSelection selection;
 };

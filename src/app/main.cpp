@@ -5,6 +5,8 @@
 #include "app/WindowOpener.h"
 #include "dictation/AppModel.h"
 #include "ui/FloatingBar.h"
+#include "ui/SettingsModel.h"
+#include "ui/SettingsWindow.h"
 #include "ui/UpdaterModel.h"
 
 #include <QApplication>
@@ -84,6 +86,11 @@ int main(int argc, char *argv[])
     bar.show(model);
     model.start();
 
+    SettingsModel settingsModel(model, updater, environment.pasteboard,
+        [&keys = environment.keys](quint64 flagMask) { return keys.canObserve(flagMask); });
+    opener.setSettingsMaker(
+        [&] { return std::make_unique<SettingsWindow>(settingsModel, opener.settingsSection()); });
+
     TrayMenu tray(opener, updater);
     QObject::connect(&model, &AppModel::stateChanged, &tray, [&] { tray.showState(model.state()); });
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
@@ -94,5 +101,7 @@ int main(int argc, char *argv[])
     if (model.showsOnboarding()) {
         environment.clock.schedule(secondsToDuration(0.6), &opener, [&opener] { opener.showOnboarding(); });
     }
-    return QApplication::exec();
+    const int exitCode = QApplication::exec();
+    opener.releaseWindows();
+    return exitCode;
 }

@@ -1,0 +1,302 @@
+import QtQuick
+import QtQuick.Controls.Fusion
+import QtQuick.Layouts
+
+// The settings window: the sections in a sidebar, the chosen one's form beside it. Every control
+// writes through `settings`, the SettingsModel; `selection` holds the chosen section.
+Pane {
+    id: root
+
+    required property QtObject settings
+    required property QtObject selection
+    required property color accent
+
+    implicitWidth: 760
+    implicitHeight: 520
+    padding: 0
+    palette.highlight: accent
+    palette.button: "#f4f1ef"
+
+    component GroupHeader: Label {
+        Layout.topMargin: 14
+        font.bold: true
+    }
+    component Caption: Label {
+        Layout.fillWidth: true
+        wrapMode: Text.Wrap
+        font.pointSize: Qt.application.font.pointSize * 0.9
+        color: "#6f6a6b"
+    }
+    component Toggle: Switch {
+        Layout.fillWidth: true
+    }
+    component Stepper: RowLayout {
+        id: stepper
+        property alias text: label.text
+        property real value
+        property real minimum
+        property real maximum
+        property real step
+        signal moved(real value)
+        Layout.fillWidth: true
+        Label { id: label; Layout.fillWidth: true }
+        Button {
+            text: "−"
+            implicitWidth: 36
+            enabled: stepper.value > stepper.minimum
+            onClicked: stepper.moved(stepper.value - stepper.step)
+        }
+        Button {
+            text: "+"
+            implicitWidth: 36
+            enabled: stepper.value < stepper.maximum
+            onClicked: stepper.moved(stepper.value + stepper.step)
+        }
+    }
+    component Page: ScrollView {
+        id: page
+        default property alias content: column.data
+        property string title
+        contentWidth: availableWidth
+        ColumnLayout {
+            id: column
+            width: page.availableWidth - 48
+            x: 24
+            spacing: 6
+            Label {
+                Layout.topMargin: 18
+                text: page.title
+                font.pointSize: Qt.application.font.pointSize * 1.5
+                font.bold: true
+            }
+        }
+    }
+
+    RowLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        Rectangle {
+            Layout.fillHeight: true
+            Layout.preferredWidth: 180
+            color: "#efebe8"
+            ListView {
+                id: sidebar
+                objectName: "sidebar"
+                anchors.fill: parent
+                anchors.topMargin: 12
+                model: root.selection.titles
+                currentIndex: root.selection.index
+                delegate: ItemDelegate {
+                    required property int index
+                    required property string modelData
+                    width: ListView.view.width
+                    text: modelData
+                    highlighted: ListView.isCurrentItem
+                    onClicked: root.selection.index = index
+                }
+            }
+        }
+
+        StackLayout {
+            id: pages
+            objectName: "pages"
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            currentIndex: root.selection.index
+
+            Page {
+                objectName: "generalPage"
+                title: root.selection.titles[0]
+
+                GroupHeader { text: qsTr("アップデート") }
+                Toggle {
+                    text: qsTr("アップデートを自動で確認")
+                    checked: root.settings.automaticallyChecks
+                    onToggled: root.settings.automaticallyChecks = checked
+                }
+                RowLayout {
+                    Label { text: qsTr("いまの版"); Layout.fillWidth: true }
+                    Label { text: root.settings.version }
+                }
+                Button {
+                    text: qsTr("いますぐ確認")
+                    enabled: root.settings.canCheck
+                    onClicked: root.settings.checkForUpdates()
+                }
+                Caption { text: root.settings.updateCaption }
+
+                GroupHeader { text: qsTr("入力キー") }
+                RowLayout {
+                    Label { text: qsTr("録音キー"); Layout.fillWidth: true }
+                    ComboBox {
+                        objectName: "hotkeyPicker"
+                        Layout.preferredWidth: 340
+                        model: root.settings.hotkeyChoices
+                        textRole: "text"
+                        currentIndex: root.settings.hotkeyIndex
+                        onActivated: index => root.settings.hotkeyIndex = index
+                    }
+                }
+                Label {
+                    objectName: "hotkeyNotice"
+                    visible: text.length > 0
+                    Layout.fillWidth: true
+                    wrapMode: Text.Wrap
+                    color: root.accent
+                    text: root.settings.hotkeyNotice
+                }
+                Button {
+                    visible: root.settings.hotkeyNotice.length > 0
+                    text: qsTr("検知できるキーに切り替える")
+                    onClicked: root.settings.chooseObservableHotkey()
+                }
+                Caption {
+                    text: qsTr("押している間だけ録音します。素早く2回押すと録音しっぱなし（もう一度押すと終了）。英かなスイッチを使っている場合は、そちらで割り当てたキー（初期設定では左右の Command）とは別のキーを選んでください。")
+                }
+
+                GroupHeader { text: qsTr("音声認識") }
+                RowLayout {
+                    Label { text: qsTr("言語"); Layout.fillWidth: true }
+                    ComboBox {
+                        Layout.preferredWidth: 200
+                        model: [qsTr("日本語"), qsTr("英語")]
+                        currentIndex: root.settings.languageIndex
+                        onActivated: index => root.settings.languageIndex = index
+                    }
+                }
+                Toggle {
+                    text: qsTr("開始音と終了音を鳴らす")
+                    checked: root.settings.playSounds
+                    onToggled: root.settings.playSounds = checked
+                }
+
+                GroupHeader { text: qsTr("清書") }
+                Toggle {
+                    text: qsTr("端末内AIで清書する")
+                    checked: root.settings.polishingEnabled
+                    onToggled: root.settings.polishingEnabled = checked
+                }
+                Toggle {
+                    text: qsTr("「まる」「てん」「かいぎょう」で記号・改行を入れる")
+                    checked: root.settings.spokenPunctuationEnabled
+                    onToggled: root.settings.spokenPunctuationEnabled = checked
+                }
+                Caption { text: qsTr("オンにすると「まるで」「てんぷら」なども記号に変わることがあります。") }
+                Stepper {
+                    text: root.settings.skipPolishingLabel
+                    value: root.settings.skipPolishingBelowCharacters
+                    minimum: 0; maximum: 100; step: 1
+                    onMoved: value => root.settings.skipPolishingBelowCharacters = value
+                }
+                Stepper {
+                    text: root.settings.polishingTimeoutLabel
+                    value: root.settings.polishingTimeoutSeconds
+                    minimum: 0.5; maximum: 15; step: 0.5
+                    onMoved: value => root.settings.polishingTimeoutSeconds = value
+                }
+                Toggle {
+                    text: qsTr("Deep Contextを使う")
+                    checked: root.settings.deepContextEnabled
+                    onToggled: root.settings.deepContextEnabled = checked
+                }
+                Stepper {
+                    text: root.settings.pasteboardRestoreDelayLabel
+                    value: root.settings.pasteboardRestoreDelaySeconds
+                    minimum: 0.5; maximum: 10; step: 0.5
+                    onMoved: value => root.settings.pasteboardRestoreDelaySeconds = value
+                }
+
+                GroupHeader { text: qsTr("履歴") }
+                Toggle {
+                    text: qsTr("音声入力の履歴を保存")
+                    checked: root.settings.historyEnabled
+                    onToggled: root.settings.historyEnabled = checked
+                }
+
+                GroupHeader { text: qsTr("起動") }
+                Toggle {
+                    text: qsTr("ログイン時に起動")
+                    checked: root.settings.launchAtLogin
+                    onToggled: {
+                        root.settings.launchAtLogin = checked
+                        checked = Qt.binding(() => root.settings.launchAtLogin)
+                    }
+                }
+                Item { Layout.preferredHeight: 18 }
+            }
+
+            Page {
+                objectName: "dictionaryPage"
+                title: root.selection.titles[1]
+            }
+
+            Page {
+                objectName: "writingPage"
+                title: root.selection.titles[2]
+            }
+
+            Page {
+                objectName: "applicationsPage"
+                title: root.selection.titles[3]
+            }
+
+            Page {
+                objectName: "historyPage"
+                title: root.selection.titles[4]
+
+                GroupHeader { text: qsTr("履歴") }
+                Button {
+                    text: qsTr("履歴をすべて削除")
+                    palette.buttonText: root.accent
+                    onClicked: root.settings.clearHistory()
+                }
+                TextField {
+                    objectName: "historySearch"
+                    Layout.fillWidth: true
+                    placeholderText: qsTr("履歴を検索")
+                    text: root.settings.historyQuery
+                    onTextEdited: root.settings.historyQuery = text
+                }
+                Label {
+                    objectName: "historyEmpty"
+                    visible: root.settings.isHistoryEmpty
+                    text: qsTr("履歴はまだありません")
+                    color: "#6f6a6b"
+                }
+                Repeater {
+                    objectName: "historyEntries"
+                    model: root.settings.filteredHistory
+                    delegate: ColumnLayout {
+                        required property int index
+                        required property var modelData
+                        Layout.fillWidth: true
+                        Layout.topMargin: 4
+                        Layout.bottomMargin: 4
+                        spacing: 5
+                        TextEdit {
+                            Layout.fillWidth: true
+                            readOnly: true
+                            selectByMouse: true
+                            wrapMode: TextEdit.Wrap
+                            color: palette.text
+                            selectionColor: root.accent
+                            text: modelData.text
+                        }
+                        RowLayout {
+                            Caption { text: modelData.caption }
+                            Button {
+                                text: qsTr("コピー")
+                                onClicked: root.settings.copyHistoryItem(index)
+                            }
+                            Button {
+                                text: qsTr("もう一度入力")
+                                onClicked: root.settings.insertHistoryItem(index)
+                            }
+                        }
+                    }
+                }
+            }
+        }
+    }
+}

@@ -1,0 +1,236 @@
+#include "ui/SettingsModel.h"
+
+#include "FakeAccessibilityAccess.h"
+#include "FakeAccessibilityTree.h"
+#include "FakeDesktop.h"
+#include "FakeJapaneseTokenizer.h"
+#include "FakeKeySource.h"
+#include "FakeKeystroke.h"
+#include "FakePasteboard.h"
+#include "ManualClock.h"
+#include "MemoryDefaultsStore.h"
+#include "RecordingLog.h"
+#include "ScriptedLanguageModel.h"
+#include "ScriptedRecognizer.h"
+#include "SimulatedAudioEngine.h"
+#include "TaggingConverters.h"
+#include "WaitFor.h"
+#include "app/WindowOpener.h"
+#include "dictation/AppModel.h"
+#include "store/HistoryPersistence.h"
+#include "ui/SettingsSection.h"
+#include "ui/SettingsWindow.h"
+#include "ui/UpdaterModel.h"
+
+#include <QFile>
+#include <QQuickItem>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+HistoryItem item(const QString &applicationName, const QString &text, double date)
+{
+    return HistoryItem {QUuid::createUuid(), date, applicationName, text, text};
+}
+
+// A coordinator over fakes, never started: the settings window needs its settings and history only.
+struct Fixture {
+    QTemporaryDir folder;
+    MemoryDefaultsStore defaults;
+    ManualClock clock;
+    FakeKeySource keys;
+    ScriptedModel languageModel;
+    SimulatedAudioEngine engine;
+    TaggingConverters converters;
+    ScriptedRecognizers recognizers;
+    FakeAccessibilityTree tree;
+    FakeAccessibilityAccess access;
+    FakePasteboard pasteboard;
+    FakeKeystroke keystroke;
+    FakeJapaneseTokenizer tokenizer {};
+    std::unique_ptr<HistoryPersistence> historyFile;
+    RecordingLog log;
+    FakeSoundPlayer sounds;
+    FakeSleepMonitor sleep;
+    FakeLoginItem loginItem;
+    UpdaterModel updater;
+    std::unique_ptr<AppModel> model;
+    std::unique_ptr<SettingsModel> settings;
+
+    explicit Fixture(const QList<HistoryItem> &history = {})
+    {
+        RippletSettings stored;
+        stored.language = RecognitionLanguage::english;
+        stored.polishingEnabled = false;
+        defaults.setBytes(DefaultsKeys::settings, *stored.encoded());
+        defaults.setBoolean(DefaultsKeys::onboardingCompleted, true);
+        const QString path = folder.filePath(QStringLiteral("history.json"));
+        if (!history.isEmpty()) {
+            QFile file(path);
+            EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+            file.write(*RippletHistory {history}.encoded());
+        }
+        historyFile = std::make_unique<HistoryPersistence>(path);
+        model = std::make_unique<AppModel>(AppModel::Environment {defaults, clock, keys, languageModel, engine,
+            converters, recognizers, recognizers, tree, access, pasteboard, keystroke, tokenizer, *historyFile, log,
+            sounds, sleep, loginItem});
+        EXPECT_TRUE(waitFor([&] { return model->history().items.size() == history.size(); }));
+        settings = std::make_unique<SettingsModel>(
+            *model, updater, pasteboard, [this](quint64 flagMask) { return keys.canObserve(flagMask); });
+    }
+};
+
+TEST(SettingsModel, SteppersClampToTheirRangesAndShowOneDecimal)
+{
+    Fixture f;
+    SettingsModel &s = *f.settings;
+    EXPECT_EQ(s.polishingTimeoutLabel(), QStringLiteral("待ち時間の上限: 4.0秒"));
+
+    struct Case {
+        const char *name;
+        std::function<void()> set;
+        std::function<QString()> label;
+        QString expected;
+    };
+    const Case cases[] = {
+        {"short utterances below 0", [&] { s.setSkipPolishingBelowCharacters(-1); }, [&] { return s.skipPolishingLabel(); },
+            QStringLiteral("短い発話は清書しない: 0文字未満")},
+        {"short utterances above 100", [&] { s.setSkipPolishingBelowCharacters(101); },
+            [&] { return s.skipPolishingLabel(); }, QStringLiteral("短い発話は清書しない: 100文字未満")},
+        {"polishing wait below 0.5", [&] { s.setPolishingTimeoutSeconds(0.0); }, [&] { return s.polishingTimeoutLabel(); },
+            QStringLiteral("待ち時間の上限: 0.5秒")},
+        {"polishing wait above 15", [&] { s.setPolishingTimeoutSeconds(15.5); },
+            [&] { return s.polishingTimeoutLabel(); }, QStringLiteral("待ち時間の上限: 15.0秒")},
+        {"polishing wait off the step", [&] { s.setPolishingTimeoutSeconds(2.2); },
+            [&] { return s.polishingTimeoutLabel(); }, QStringLiteral("待ち時間の上限: 2.0秒")},
+        {"paste check below 0.5", [&] { s.setPasteboardRestoreDelaySeconds(0.0); },
+            [&] { return s.pasteboardRestoreDelayLabel(); }, QStringLiteral("貼り付け確認の待ち時間: 0.5秒")},
+        {"paste check above 10", [&] { s.setPasteboardRestoreDelaySeconds(10.5); },
+            [&] { return s.pasteboardRestoreDelayLabel(); }, QStringLiteral("貼り付け確認の待ち時間: 10.0秒")},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        c.set();
+        EXPECT_EQ(c.label(), c.expected);
+    }
+    // What the window set is what the coordinator stored.
+    EXPECT_EQ(RippletSettings::load(f.defaults.bytes(DefaultsKeys::settings)), f.model->settings());
+    EXPECT_EQ(f.model->settings().pasteboardRestoreDelaySeconds, 10.0);
+}
+
+TEST(SettingsModel, AnUnobservableKeyIsMarkedAndAnotherTakesEffectAtOnce)
+{
+    Fixture f;
+    f.model->start();
+    SettingsModel &s = *f.settings;
+    s.setHotkeyIndex(int(HotkeyChoice::function));
+    const QVariantList choices = s.hotkeyChoices();
+    ASSERT_EQ(choices.size(), 9);
+    for (int i = 0; i < choices.size(); ++i)
+        EXPECT_EQ(choices[i].toMap().value(QStringLiteral("isObservable")).toBool(), i != int(HotkeyChoice::function));
+    EXPECT_FALSE(s.hotkeyNotice().isEmpty());
+
+    s.chooseObservableHotkey();
+    EXPECT_EQ(f.model->settings().hotkey, HotkeyChoice::rightControl);
+    EXPECT_EQ(f.model->eventTap().hotkey, HotkeyChoice::rightControl);
+    EXPECT_TRUE(f.model->eventTap().isRunning());
+    EXPECT_TRUE(s.hotkeyNotice().isEmpty());
+}
+
+TEST(SettingsModel, ARefusedLoginItemLeavesTheSwitchOff)
+{
+    Fixture f;
+    f.loginItem.refuses = true;
+    f.settings->setLaunchAtLogin(true);
+    EXPECT_FALSE(f.settings->launchAtLogin());
+    f.loginItem.refuses = false;
+    f.settings->setLaunchAtLogin(true);
+    EXPECT_TRUE(f.settings->launchAtLogin());
+    EXPECT_TRUE(f.loginItem.enabled);
+}
+
+TEST(SettingsModel, HistorySearchEmptyStatesCopyAndClear)
+{
+    {
+        Fixture empty;
+        EXPECT_TRUE(empty.settings->isHistoryEmpty());
+        EXPECT_TRUE(empty.settings->filteredHistory().isEmpty());
+    }
+    Fixture f({item(QStringLiteral("Mail"), QStringLiteral("newest words"), 2000),
+        item(QStringLiteral("Editor"), QStringLiteral("older words"), 1000)});
+    SettingsModel &s = *f.settings;
+    struct Case {
+        QString query;
+        QStringList texts;
+    };
+    const Case cases[] = {
+        {QString(), {QStringLiteral("newest words"), QStringLiteral("older words")}},
+        {QStringLiteral("OLDER"), {QStringLiteral("older words")}},
+        {QStringLiteral("editor"), {QStringLiteral("older words")}},
+        {QStringLiteral("nothing like it"), {}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.query.toStdString());
+        s.setHistoryQuery(c.query);
+        QStringList texts;
+        for (const QVariant &entry : s.filteredHistory())
+            texts.append(entry.toMap().value(QStringLiteral("text")).toString());
+        EXPECT_EQ(texts, c.texts);
+        EXPECT_FALSE(s.isHistoryEmpty());
+    }
+    s.setHistoryQuery(QStringLiteral("older"));
+    EXPECT_TRUE(s.filteredHistory()[0].toMap().value(QStringLiteral("caption")).toString().startsWith(QStringLiteral("Editor  ")));
+    s.copyHistoryItem(0);
+    EXPECT_EQ(f.pasteboard.text(), QStringLiteral("older words"));
+    EXPECT_EQ(f.pasteboard.items().size(), 1);
+
+    s.clearHistory();
+    EXPECT_TRUE(s.isHistoryEmpty());
+    EXPECT_TRUE(s.filteredHistory().isEmpty());
+}
+
+QStringList warnings;
+
+void collect(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    // The offscreen platform cannot raise windows; that says nothing about the view.
+    if (type != QtDebugMsg && type != QtInfoMsg && !message.contains(QStringLiteral("support raise()")))
+        warnings.append(message);
+}
+
+TEST(SettingsView, DrawsEverySectionWithoutWarningsAndKeepsTheSectionWhenReopened)
+{
+    warnings.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(collect);
+    {
+        Fixture f({item(QStringLiteral("Mail"), QStringLiteral("words"), 1000)});
+        WindowOpener opener;
+        opener.setSettingsMaker([&] { return std::make_unique<SettingsWindow>(*f.settings, opener.settingsSection()); });
+        ASSERT_TRUE(opener.showSettings(SettingsSection::history));
+        auto *window = qobject_cast<SettingsWindow *>(opener.settings());
+        ASSERT_TRUE(window && window->status() == QQuickView::Ready);
+        EXPECT_GE(window->width(), 760);
+        EXPECT_GE(window->height(), 520);
+        auto *pages = window->rootObject()->findChild<QObject *>(QStringLiteral("pages"));
+        ASSERT_TRUE(pages);
+        EXPECT_EQ(pages->property("currentIndex").toInt(), int(SettingsSection::history));
+        auto *entries = window->rootObject()->findChild<QObject *>(QStringLiteral("historyEntries"));
+        ASSERT_TRUE(entries);
+        EXPECT_EQ(entries->property("count").toInt(), 1);
+        for (SettingsSection section : SettingsSections::allCases()) {
+            opener.settingsSection().setValue(section);
+            EXPECT_FALSE(window->grabWindow().isNull());
+        }
+        window->close();
+        ASSERT_TRUE(opener.showSettings());
+        EXPECT_EQ(opener.settings(), window);
+        EXPECT_EQ(pages->property("currentIndex").toInt(), int(SettingsSection::history));
+        opener.releaseWindows();
+    }
+    qInstallMessageHandler(previous);
+    EXPECT_EQ(warnings, QStringList());
+}
+
+} // namespace
