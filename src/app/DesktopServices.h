@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/DesktopPermissions.h"
 #include "app/EngineServices.h"
 #include "dictation/AppModel.h"
 #include "platform/linux/AtspiAccess.h"
@@ -30,6 +31,9 @@ public:
     // What the coordinator is built from; everything lives as long as this object.
     AppModel::Environment environment();
     Log &log() { return engines.log; }
+    Permissions &permissions() { return grants; }
+    // Reports the progress of model downloads.
+    SpeechAssetManager &assets() { return engines.assets; }
 
     // True in a Wayland session (the key source and the injector then use device files).
     static bool isWaylandSession();
@@ -47,4 +51,5 @@ private:
     FreedesktopSoundPlayer sounds{engines.log};
     LogindSleepMonitor sleep{engines.log};
     XdgAutostartLoginItem loginItem;
+    DesktopPermissions grants{audio, engines.assets, engines.modelStore, *engines.storedOnDisk, isWaylandSession()};
 };

@@ -4,7 +4,10 @@
 #include "app/TrayMenu.h"
 #include "app/WindowOpener.h"
 #include "dictation/AppModel.h"
+#include "speech/SpeechAssetManager.h"
 #include "ui/FloatingBar.h"
+#include "ui/OnboardingModel.h"
+#include "ui/OnboardingWindow.h"
 #include "ui/SettingsModel.h"
 #include "ui/SettingsWindow.h"
 #include "ui/UpdaterModel.h"
@@ -90,6 +93,13 @@ int main(int argc, char *argv[])
         [&keys = environment.keys](quint64 flagMask) { return keys.canObserve(flagMask); });
     opener.setSettingsMaker(
         [&] { return std::make_unique<SettingsWindow>(settingsModel, opener.settingsSection()); });
+    OnboardingModel onboarding(model, services.permissions(), environment.defaults, environment.clock);
+    QObject::connect(&services.assets(), &SpeechAssetManager::progressed, &onboarding,
+        [&](const QString &what, double fraction) {
+            if (what == model.settings().language.rawValue())
+                onboarding.setSpeechProgress(fraction < 1 ? fraction : -1);
+        });
+    opener.setOnboardingMaker([&] { return std::make_unique<OnboardingWindow>(onboarding, settingsModel); });
 
     TrayMenu tray(opener, updater);
     QObject::connect(&model, &AppModel::stateChanged, &tray, [&] { tray.showState(model.state()); });

@@ -86,7 +86,7 @@ QVariantList SettingsModel::hotkeyChoices() const
         const bool observable = canObserve(choice.flagMask());
         choices.append(QVariantMap {{QStringLiteral("label"), choice.label()},
             {QStringLiteral("isObservable"), observable},
-            {QStringLiteral("text"), observable ? choice.label() : tr("%1（このデスクトップでは検知できません）").arg(choice.label())}});
+            {QStringLiteral("text"), observable ? choice.label() : tr("%1（検知できません）").arg(choice.label())}});
     }
     return choices;
 }
@@ -123,6 +123,16 @@ void SettingsModel::chooseObservableHotkey()
             return;
         }
     }
+}
+
+int SettingsModel::rightControlIndex()
+{
+    return int(HotkeyChoice::rightControl);
+}
+
+int SettingsModel::rightAltIndex()
+{
+    return int(HotkeyChoice::rightOption);
 }
 
 int SettingsModel::languageIndex() const

@@ -28,6 +28,8 @@ class SettingsModel : public QObject
     Q_PROPERTY(int hotkeyIndex READ hotkeyIndex WRITE setHotkeyIndex NOTIFY settingsChanged)
     // Why the chosen key does nothing here and what to pick instead; empty when it can be seen.
     Q_PROPERTY(QString hotkeyNotice READ hotkeyNotice NOTIFY settingsChanged)
+    Q_PROPERTY(int rightControlIndex READ rightControlIndex CONSTANT)
+    Q_PROPERTY(int rightAltIndex READ rightAltIndex CONSTANT)
     Q_PROPERTY(int languageIndex READ languageIndex WRITE setLanguageIndex NOTIFY settingsChanged)
     Q_PROPERTY(bool playSounds READ playSounds WRITE setPlaySounds NOTIFY settingsChanged)
     Q_PROPERTY(bool polishingEnabled READ polishingEnabled WRITE setPolishingEnabled NOTIFY settingsChanged)
@@ -78,6 +80,8 @@ public:
     QString hotkeyNotice() const;
     // Picks the first key the session can observe among the ones that suit most keyboards.
     Q_INVOKABLE void chooseObservableHotkey();
+    static int rightControlIndex();
+    static int rightAltIndex();
     int languageIndex() const;
     void setLanguageIndex(int index);
     bool playSounds() const;

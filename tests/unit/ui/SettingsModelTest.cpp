@@ -1,90 +1,19 @@
 #include "ui/SettingsModel.h"
 
-#include "FakeAccessibilityAccess.h"
-#include "FakeAccessibilityTree.h"
-#include "FakeDesktop.h"
-#include "FakeJapaneseTokenizer.h"
-#include "FakeKeySource.h"
-#include "FakeKeystroke.h"
-#include "FakePasteboard.h"
-#include "ManualClock.h"
-#include "MemoryDefaultsStore.h"
-#include "RecordingLog.h"
-#include "ScriptedLanguageModel.h"
-#include "ScriptedRecognizer.h"
-#include "SimulatedAudioEngine.h"
-#include "TaggingConverters.h"
-#include "WaitFor.h"
+#include "WindowFixture.h"
 #include "app/WindowOpener.h"
-#include "dictation/AppModel.h"
-#include "store/HistoryPersistence.h"
 #include "ui/SettingsSection.h"
 #include "ui/SettingsWindow.h"
-#include "ui/UpdaterModel.h"
 
-#include <QFile>
 #include <QQuickItem>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-HistoryItem item(const QString &applicationName, const QString &text, double date)
-{
-    return HistoryItem {QUuid::createUuid(), date, applicationName, text, text};
-}
-
-// A coordinator over fakes, never started: the settings window needs its settings and history only.
-struct Fixture {
-    QTemporaryDir folder;
-    MemoryDefaultsStore defaults;
-    ManualClock clock;
-    FakeKeySource keys;
-    ScriptedModel languageModel;
-    SimulatedAudioEngine engine;
-    TaggingConverters converters;
-    ScriptedRecognizers recognizers;
-    FakeAccessibilityTree tree;
-    FakeAccessibilityAccess access;
-    FakePasteboard pasteboard;
-    FakeKeystroke keystroke;
-    FakeJapaneseTokenizer tokenizer {};
-    std::unique_ptr<HistoryPersistence> historyFile;
-    RecordingLog log;
-    FakeSoundPlayer sounds;
-    FakeSleepMonitor sleep;
-    FakeLoginItem loginItem;
-    UpdaterModel updater;
-    std::unique_ptr<AppModel> model;
-    std::unique_ptr<SettingsModel> settings;
-
-    explicit Fixture(const QList<HistoryItem> &history = {})
-    {
-        RippletSettings stored;
-        stored.language = RecognitionLanguage::english;
-        stored.polishingEnabled = false;
-        defaults.setBytes(DefaultsKeys::settings, *stored.encoded());
-        defaults.setBoolean(DefaultsKeys::onboardingCompleted, true);
-        const QString path = folder.filePath(QStringLiteral("history.json"));
-        if (!history.isEmpty()) {
-            QFile file(path);
-            EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-            file.write(*RippletHistory {history}.encoded());
-        }
-        historyFile = std::make_unique<HistoryPersistence>(path);
-        model = std::make_unique<AppModel>(AppModel::Environment {defaults, clock, keys, languageModel, engine,
-            converters, recognizers, recognizers, tree, access, pasteboard, keystroke, tokenizer, *historyFile, log,
-            sounds, sleep, loginItem});
-        EXPECT_TRUE(waitFor([&] { return model->history().items.size() == history.size(); }));
-        settings = std::make_unique<SettingsModel>(
-            *model, updater, pasteboard, [this](quint64 flagMask) { return keys.canObserve(flagMask); });
-    }
-};
-
 TEST(SettingsModel, SteppersClampToTheirRangesAndShowOneDecimal)
 {
-    Fixture f;
+    WindowFixture f;
     SettingsModel &s = *f.settings;
     EXPECT_EQ(s.polishingTimeoutLabel(), QStringLiteral("待ち時間の上限: 4.0秒"));
 
@@ -122,7 +51,7 @@ TEST(SettingsModel, SteppersClampToTheirRangesAndShowOneDecimal)
 
 TEST(SettingsModel, AnUnobservableKeyIsMarkedAndAnotherTakesEffectAtOnce)
 {
-    Fixture f;
+    WindowFixture f;
     f.model->start();
     SettingsModel &s = *f.settings;
     s.setHotkeyIndex(int(HotkeyChoice::function));
@@ -141,7 +70,7 @@ TEST(SettingsModel, AnUnobservableKeyIsMarkedAndAnotherTakesEffectAtOnce)
 
 TEST(SettingsModel, ARefusedLoginItemLeavesTheSwitchOff)
 {
-    Fixture f;
+    WindowFixture f;
     f.loginItem.refuses = true;
     f.settings->setLaunchAtLogin(true);
     EXPECT_FALSE(f.settings->launchAtLogin());
@@ -154,11 +83,11 @@ TEST(SettingsModel, ARefusedLoginItemLeavesTheSwitchOff)
 TEST(SettingsModel, HistorySearchEmptyStatesCopyAndClear)
 {
     {
-        Fixture empty;
+        WindowFixture empty;
         EXPECT_TRUE(empty.settings->isHistoryEmpty());
         EXPECT_TRUE(empty.settings->filteredHistory().isEmpty());
     }
-    Fixture f({item(QStringLiteral("Mail"), QStringLiteral("newest words"), 2000),
+    WindowFixture f({item(QStringLiteral("Mail"), QStringLiteral("newest words"), 2000),
         item(QStringLiteral("Editor"), QStringLiteral("older words"), 1000)});
     SettingsModel &s = *f.settings;
     struct Case {
@@ -205,7 +134,7 @@ TEST(SettingsView, DrawsEverySectionWithoutWarningsAndKeepsTheSectionWhenReopene
     warnings.clear();
     const QtMessageHandler previous = qInstallMessageHandler(collect);
     {
-        Fixture f({item(QStringLiteral("Mail"), QStringLiteral("words"), 1000)});
+        WindowFixture f({item(QStringLiteral("Mail"), QStringLiteral("words"), 1000)});
         WindowOpener opener;
         opener.setSettingsMaker([&] { return std::make_unique<SettingsWindow>(*f.settings, opener.settingsSection()); });
         ASSERT_TRUE(opener.showSettings(SettingsSection::history));
