@@ -257,6 +257,100 @@
     </message>
 </context>
 <context>
+    <name>OnboardingModel</name>
+    <message>
+        <source>マイク</source>
+        <translation>Microphone</translation>
+    </message>
+    <message>
+        <source>話した内容を録音します。</source>
+        <translation>Records what you say.</translation>
+    </message>
+    <message>
+        <source>マイクが見つかりません。マイクをつなぎ、サウンドの設定で入力に選んでください。</source>
+        <translation>No microphone found. Connect one and choose it as the input in the sound settings.</translation>
+    </message>
+    <message>
+        <source>音声認識</source>
+        <translation>Speech recognition</translation>
+    </message>
+    <message>
+        <source>この端末の上で音声を文字にします。</source>
+        <translation>Turns speech into text on this computer.</translation>
+    </message>
+    <message>
+        <source>「許可する」で、いまの言語の音声認識モデルを入れます。</source>
+        <translation>“Allow” installs the speech recognition model of the current language.</translation>
+    </message>
+    <message>
+        <source>アクセシビリティ</source>
+        <translation>Accessibility</translation>
+    </message>
+    <message>
+        <source>入力先の文脈を読み、Ctrl＋Vを送ります。</source>
+        <translation>Reads the context of the target field and sends Ctrl+V.</translation>
+    </message>
+    <message>
+        <source>「許可する」でアクセシビリティを有効にします。すでに起動していたアプリは、再起動すると読めるようになります。</source>
+        <translation>“Allow” turns accessibility on. Applications that were already running become readable once restarted.</translation>
+    </message>
+    <message>
+        <source>入力監視</source>
+        <translation>Input monitoring</translation>
+    </message>
+    <message>
+        <source>どのアプリを使用中でも録音キーを検知します。</source>
+        <translation>Detects the dictation key whichever application is in use.</translation>
+    </message>
+    <message>
+        <source>キーボードを読むには input グループに入る必要があります。端末で「sudo usermod -aG input $USER」を実行し、ログインし直してください。</source>
+        <translation>Reading the keyboard needs membership of the input group. Run “sudo usermod -aG input $USER” in a terminal, then log in again.</translation>
+    </message>
+</context>
+<context>
+    <name>OnboardingView</name>
+    <message>
+        <source>Sorawenを使い始める</source>
+        <translation>Getting started with Sorawen</translation>
+    </message>
+    <message>
+        <source>音声入力と自動貼り付けのため、次の許可が必要です。</source>
+        <translation>Dictation and automatic pasting need the following permissions.</translation>
+    </message>
+    <message>
+        <source>許可済み</source>
+        <translation>Allowed</translation>
+    </message>
+    <message>
+        <source>許可する</source>
+        <translation>Allow</translation>
+    </message>
+    <message>
+        <source>録音キーを検知できません</source>
+        <translation>The dictation key cannot be detected</translation>
+    </message>
+    <message>
+        <source>右 Control にする</source>
+        <translation>Use right Control</translation>
+    </message>
+    <message>
+        <source>右 Alt にする</source>
+        <translation>Use right Alt</translation>
+    </message>
+    <message>
+        <source>権限を確認</source>
+        <translation>Check permissions</translation>
+    </message>
+    <message>
+        <source>システム設定を開く</source>
+        <translation>Open system settings</translation>
+    </message>
+    <message>
+        <source>完了</source>
+        <translation>Done</translation>
+    </message>
+</context>
+<context>
     <name>OpenAiTranscriptionRecognizer</name>
     <message>
         <source>音声認識サーバーがエラーを返しました（HTTP %1）: %2</source>
@@ -326,6 +420,171 @@
     <message>
         <source>英語</source>
         <translation>English</translation>
+    </message>
+</context>
+<context>
+    <name>SettingsModel</name>
+    <message>
+        <source>この版には更新の確認先が組み込まれていないため、新しい版は確認しません。確認するときに送るのはアプリの名前と版だけで（どの接続にも含まれる IP アドレスなどは除く）、話した内容や入力した文章は送りません。新しい版があると、メニューバーのアイコンが下向きの矢印に変わります。</source>
+        <translation>This build has no update server built in, so it does not look for new versions. A check sends only the application’s name and version (besides what every connection carries, such as the IP address), never what you said or wrote. When a new version is waiting, the tray icon turns into a downward arrow.</translation>
+    </message>
+    <message>
+        <source>%1（検知できません）</source>
+        <translation>%1 (cannot be detected)</translation>
+    </message>
+    <message>
+        <source>fn キーはキーボードの中で処理され、多くのキーボードではパソコンに届かないため、このデスクトップでは検知できません。右 Control か右 Alt を選んでください（右 Alt は配列によっては AltGr として文字の入力に使われます）。</source>
+        <translation>The fn key is handled inside the keyboard and on most keyboards never reaches the computer, so this desktop cannot detect it. Choose right Control or right Alt (on some layouts right Alt is AltGr and types characters).</translation>
+    </message>
+    <message>
+        <source>このキーはいまのキーボードでは検知できません。右 Control か右 Alt を選んでください（右 Alt は配列によっては AltGr として文字の入力に使われます）。</source>
+        <translation>This key cannot be detected on the current keyboard. Choose right Control or right Alt (on some layouts right Alt is AltGr and types characters).</translation>
+    </message>
+    <message>
+        <source>短い発話は清書しない: %lld文字未満</source>
+        <translation>Don’t polish short utterances: under %lld characters</translation>
+    </message>
+    <message>
+        <source>待ち時間の上限: %.1f秒</source>
+        <translation>Longest wait: %.1f s</translation>
+    </message>
+    <message>
+        <source>貼り付け確認の待ち時間: %.1f秒</source>
+        <translation>Paste check wait: %.1f s</translation>
+    </message>
+</context>
+<context>
+    <name>SettingsSection</name>
+    <message>
+        <source>一般</source>
+        <translation>General</translation>
+    </message>
+    <message>
+        <source>辞書</source>
+        <translation>Dictionary</translation>
+    </message>
+    <message>
+        <source>書き方</source>
+        <translation>Writing</translation>
+    </message>
+    <message>
+        <source>アプリ</source>
+        <translation>Applications</translation>
+    </message>
+    <message>
+        <source>履歴</source>
+        <translation>History</translation>
+    </message>
+</context>
+<context>
+    <name>SettingsView</name>
+    <message>
+        <source>アップデート</source>
+        <translation>Updates</translation>
+    </message>
+    <message>
+        <source>アップデートを自動で確認</source>
+        <translation>Check for updates automatically</translation>
+    </message>
+    <message>
+        <source>いまの版</source>
+        <translation>Current version</translation>
+    </message>
+    <message>
+        <source>いますぐ確認</source>
+        <translation>Check now</translation>
+    </message>
+    <message>
+        <source>入力キー</source>
+        <translation>Dictation key</translation>
+    </message>
+    <message>
+        <source>録音キー</source>
+        <translation>Record key</translation>
+    </message>
+    <message>
+        <source>検知できるキーに切り替える</source>
+        <translation>Switch to a key that can be detected</translation>
+    </message>
+    <message>
+        <source>押している間だけ録音します。素早く2回押すと録音しっぱなし（もう一度押すと終了）。英かなスイッチを使っている場合は、そちらで割り当てたキー（初期設定では左右の Command）とは別のキーを選んでください。</source>
+        <translation>Records while the key is held. Press twice quickly to keep recording (press again to stop). If a tool already uses a key for switching input methods, choose a different key here.</translation>
+    </message>
+    <message>
+        <source>音声認識</source>
+        <translation>Speech recognition</translation>
+    </message>
+    <message>
+        <source>言語</source>
+        <translation>Language</translation>
+    </message>
+    <message>
+        <source>日本語</source>
+        <translation>Japanese</translation>
+    </message>
+    <message>
+        <source>英語</source>
+        <translation>English</translation>
+    </message>
+    <message>
+        <source>開始音と終了音を鳴らす</source>
+        <translation>Play start and end sounds</translation>
+    </message>
+    <message>
+        <source>清書</source>
+        <translation>Polishing</translation>
+    </message>
+    <message>
+        <source>端末内AIで清書する</source>
+        <translation>Polish with the on-device AI</translation>
+    </message>
+    <message>
+        <source>「まる」「てん」「かいぎょう」で記号・改行を入れる</source>
+        <translation>Insert punctuation and line breaks for “maru”, “ten” and “kaigyō”</translation>
+    </message>
+    <message>
+        <source>オンにすると「まるで」「てんぷら」なども記号に変わることがあります。</source>
+        <translation>When on, words such as “marude” or “tenpura” may also turn into punctuation.</translation>
+    </message>
+    <message>
+        <source>Deep Contextを使う</source>
+        <translation>Use Deep Context</translation>
+    </message>
+    <message>
+        <source>履歴</source>
+        <translation>History</translation>
+    </message>
+    <message>
+        <source>音声入力の履歴を保存</source>
+        <translation>Keep a history of dictations</translation>
+    </message>
+    <message>
+        <source>起動</source>
+        <translation>Startup</translation>
+    </message>
+    <message>
+        <source>ログイン時に起動</source>
+        <translation>Start at login</translation>
+    </message>
+    <message>
+        <source>履歴をすべて削除</source>
+        <translation>Delete all history</translation>
+    </message>
+    <message>
+        <source>履歴を検索</source>
+        <translation>Search history</translation>
+    </message>
+    <message>
+        <source>履歴はまだありません</source>
+        <translation>No history yet</translation>
+    </message>
+    <message>
+        <source>コピー</source>
+        <translation>Copy</translation>
+    </message>
+    <message>
+        <source>もう一度入力</source>
+        <translation>Insert again</translation>
     </message>
 </context>
 <context>

@@ -127,6 +127,8 @@ Pane {
                 objectName: "done"
                 text: qsTr("完了")
                 highlighted: true
+                palette.button: root.accent
+                palette.buttonText: "white"
                 onClicked: root.onboarding.complete()
             }
         }
