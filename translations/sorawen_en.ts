@@ -586,6 +586,50 @@
         <source>もう一度入力</source>
         <translation>Insert again</translation>
     </message>
+    <message>
+        <source>削除</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>音声認識と置き換えに使う語</source>
+        <translation>Words for recognition and replacement</translation>
+    </message>
+    <message>
+        <source>読み</source>
+        <translation>Reading</translation>
+    </message>
+    <message>
+        <source>置き換え後（任意）</source>
+        <translation>Replacement (optional)</translation>
+    </message>
+    <message>
+        <source>語を追加</source>
+        <translation>Add word</translation>
+    </message>
+    <message>
+        <source>Custom Instructions</source>
+        <translation>Custom Instructions</translation>
+    </message>
+    <message>
+        <source>アプリごとの書き方</source>
+        <translation>Writing per application</translation>
+    </message>
+    <message>
+        <source>アプリ名</source>
+        <translation>Application name</translation>
+    </message>
+    <message>
+        <source>書き方の指示</source>
+        <translation>Writing instruction</translation>
+    </message>
+    <message>
+        <source>このアプリでは清書しない</source>
+        <translation>Don’t polish in this application</translation>
+    </message>
+    <message>
+        <source>アプリ設定を追加</source>
+        <translation>Add application</translation>
+    </message>
 </context>
 <context>
     <name>SpeechAssetManager</name>

@@ -35,7 +35,14 @@ SettingsModel::SettingsModel(AppModel &model, UpdaterModel &updater, Pasteboard 
     , pasteboard(pasteboard)
     , canObserve(std::move(canObserve))
 {
-    connect(&model, &AppModel::settingsChanged, this, &SettingsModel::settingsChanged);
+    connect(&model, &AppModel::settingsChanged, this, [this] {
+        Q_EMIT settingsChanged();
+        if (QList<QUuid> ids = listIds(); ids != shownIds) {
+            shownIds = std::move(ids);
+            Q_EMIT listsChanged();
+        }
+    });
+    shownIds = listIds();
     connect(&model, &AppModel::historyChanged, this, &SettingsModel::historyChanged);
     connect(&updater, &UpdaterModel::canCheckChanged, this, &SettingsModel::updaterChanged);
     connect(&updater, &UpdaterModel::automaticallyChecksChanged, this, &SettingsModel::updaterChanged);
@@ -47,6 +54,18 @@ void SettingsModel::change(const std::function<void(RippletSettings &)> &edit)
     edit(settings);
     if (settings != model.settings())
         model.setSettings(settings);
+}
+
+QList<QUuid> SettingsModel::listIds() const
+{
+    QList<QUuid> ids;
+    for (const DictionaryEntry &entry : model.settings().dictionary)
+        ids.append(entry.id);
+    // A null separator: moving an identifier from one list to the other still counts as a change.
+    ids.append(QUuid());
+    for (const ApplicationStyle &style : model.settings().applicationStyles)
+        ids.append(style.id);
+    return ids;
 }
 
 bool SettingsModel::automaticallyChecks() const
@@ -258,6 +277,85 @@ void SettingsModel::setLaunchAtLogin(bool enabled)
     model.setLaunchAtLogin(enabled);
     // A refused change leaves the setting as it was; the switch must show that again.
     Q_EMIT settingsChanged();
+}
+
+QVariantList SettingsModel::dictionary() const
+{
+    QVariantList entries;
+    for (const DictionaryEntry &entry : model.settings().dictionary)
+        entries.append(QVariantMap {{QStringLiteral("spoken"), entry.spoken}, {QStringLiteral("replacement"), entry.replacement}});
+    return entries;
+}
+
+void SettingsModel::addDictionaryEntry()
+{
+    change([](RippletSettings &settings) { settings.dictionary.append(DictionaryEntry {}); });
+}
+
+void SettingsModel::setDictionaryEntry(int index, const QString &spoken, const QString &replacement)
+{
+    change([&](RippletSettings &settings) {
+        if (index >= 0 && index < settings.dictionary.size()) {
+            settings.dictionary[index].spoken = spoken;
+            settings.dictionary[index].replacement = replacement;
+        }
+    });
+}
+
+void SettingsModel::removeDictionaryEntry(int index)
+{
+    change([&](RippletSettings &settings) {
+        if (index >= 0 && index < settings.dictionary.size())
+            settings.dictionary.removeAt(index);
+    });
+}
+
+QVariantList SettingsModel::applicationStyles() const
+{
+    QVariantList styles;
+    for (const ApplicationStyle &style : model.settings().applicationStyles) {
+        styles.append(QVariantMap {{QStringLiteral("applicationName"), style.applicationName},
+            {QStringLiteral("bundleIdentifier"), style.bundleIdentifier},
+            {QStringLiteral("instruction"), style.instruction}, {QStringLiteral("skipsPolishing"), style.skipsPolishing}});
+    }
+    return styles;
+}
+
+void SettingsModel::addApplicationStyle()
+{
+    change([](RippletSettings &settings) { settings.applicationStyles.append(ApplicationStyle {}); });
+}
+
+void SettingsModel::setApplicationStyle(int index, const QString &applicationName, const QString &bundleIdentifier,
+    const QString &instruction, bool skipsPolishing)
+{
+    change([&](RippletSettings &settings) {
+        if (index < 0 || index >= settings.applicationStyles.size())
+            return;
+        ApplicationStyle &style = settings.applicationStyles[index];
+        style.applicationName = applicationName;
+        style.bundleIdentifier = bundleIdentifier;
+        style.instruction = instruction;
+        style.skipsPolishing = skipsPolishing;
+    });
+}
+
+void SettingsModel::removeApplicationStyle(int index)
+{
+    change([&](RippletSettings &settings) {
+        if (index >= 0 && index < settings.applicationStyles.size())
+            settings.applicationStyles.removeAt(index);
+    });
+}
+
+QString SettingsModel::customInstructions() const
+{
+    return model.settings().customInstructions;
+}
+
+void SettingsModel::setCustomInstructions(const QString &instructions)
+{
+    change([&](RippletSettings &settings) { settings.customInstructions = instructions; });
 }
 
 void SettingsModel::setHistoryQuery(const QString &text)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QUuid>
 #include <QString>
 #include <QVariantList>
 
@@ -47,6 +48,13 @@ class SettingsModel : public QObject
     Q_PROPERTY(QString pasteboardRestoreDelayLabel READ pasteboardRestoreDelayLabel NOTIFY settingsChanged)
     Q_PROPERTY(bool historyEnabled READ historyEnabled WRITE setHistoryEnabled NOTIFY settingsChanged)
     Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY settingsChanged)
+
+    // [{spoken, replacement}] and [{applicationName, bundleIdentifier, instruction, skipsPolishing}],
+    // in stored order. They change only when entries come or go, so a field being typed in keeps
+    // its focus; each keystroke is written through the setters.
+    Q_PROPERTY(QVariantList dictionary READ dictionary NOTIFY listsChanged)
+    Q_PROPERTY(QVariantList applicationStyles READ applicationStyles NOTIFY listsChanged)
+    Q_PROPERTY(QString customInstructions READ customInstructions WRITE setCustomInstructions NOTIFY settingsChanged)
 
     Q_PROPERTY(QString historyQuery READ historyQuery WRITE setHistoryQuery NOTIFY historyChanged)
     // [{text, caption}] of the items matching the query, newest first.
@@ -106,6 +114,18 @@ public:
     bool launchAtLogin() const;
     void setLaunchAtLogin(bool enabled);
 
+    QVariantList dictionary() const;
+    Q_INVOKABLE void addDictionaryEntry();
+    Q_INVOKABLE void setDictionaryEntry(int index, const QString &spoken, const QString &replacement);
+    Q_INVOKABLE void removeDictionaryEntry(int index);
+    QVariantList applicationStyles() const;
+    Q_INVOKABLE void addApplicationStyle();
+    Q_INVOKABLE void setApplicationStyle(int index, const QString &applicationName, const QString &bundleIdentifier,
+        const QString &instruction, bool skipsPolishing);
+    Q_INVOKABLE void removeApplicationStyle(int index);
+    QString customInstructions() const;
+    void setCustomInstructions(const QString &instructions);
+
     const QString &historyQuery() const { return query; }
     void setHistoryQuery(const QString &query);
     QVariantList filteredHistory() const;
@@ -119,13 +139,16 @@ Q_SIGNALS:
     void updaterChanged();
     void settingsChanged();
     void historyChanged();
+    void listsChanged();
 
 private:
     void change(const std::function<void(RippletSettings &)> &edit);
+    QList<QUuid> listIds() const;
 
     AppModel &model;
     UpdaterModel &updater;
     Pasteboard &pasteboard;
     std::function<bool(quint64)> canObserve;
     QString query;
+    QList<QUuid> shownIds;
 };

@@ -53,6 +53,58 @@ Pane {
             onClicked: stepper.moved(stepper.value + stepper.step)
         }
     }
+    // A list row that can be deleted: right-click for its menu, or click its handle and press Delete.
+    component RemovableRow: Rectangle {
+        id: removable
+        default property alias content: body.data
+        signal removeRequested()
+        Layout.fillWidth: true
+        implicitHeight: body.implicitHeight + 8
+        radius: 4
+        color: activeFocus ? Qt.rgba(root.accent.r, root.accent.g, root.accent.b, 0.12) : "transparent"
+        border.color: activeFocus ? root.accent : "transparent"
+        activeFocusOnTab: true
+        Keys.onDeletePressed: removable.removeRequested()
+        Label {
+            id: handle
+            anchors.left: parent.left
+            anchors.verticalCenter: parent.verticalCenter
+            width: 16
+            horizontalAlignment: Text.AlignHCenter
+            text: "⋮"
+            color: "#6f6a6b"
+        }
+        RowLayout {
+            id: body
+            anchors.left: handle.right
+            anchors.right: parent.right
+            anchors.leftMargin: 4
+            anchors.verticalCenter: parent.verticalCenter
+        }
+        MouseArea {
+            anchors.fill: parent
+            acceptedButtons: Qt.LeftButton | Qt.RightButton
+            // Left clicks reach the fields; only the handle takes them.
+            propagateComposedEvents: true
+            onPressed: mouse => {
+                if (mouse.button === Qt.RightButton) {
+                    removable.forceActiveFocus()
+                    menu.popup()
+                } else if (mouse.x <= handle.width) {
+                    removable.forceActiveFocus()
+                } else {
+                    mouse.accepted = false
+                }
+            }
+        }
+        Menu {
+            id: menu
+            MenuItem {
+                text: qsTr("削除")
+                onTriggered: removable.removeRequested()
+            }
+        }
+    }
     component Page: ScrollView {
         id: page
         default property alias content: column.data
@@ -229,16 +281,114 @@ Pane {
             Page {
                 objectName: "dictionaryPage"
                 title: root.selection.titles[1]
+
+                GroupHeader { text: qsTr("音声認識と置き換えに使う語") }
+                Repeater {
+                    objectName: "dictionaryRows"
+                    model: root.settings.dictionary
+                    delegate: RemovableRow {
+                        id: entry
+                        required property int index
+                        required property var modelData
+                        onRemoveRequested: root.settings.removeDictionaryEntry(index)
+                        TextField {
+                            id: spoken
+                            Layout.fillWidth: true
+                            placeholderText: qsTr("読み")
+                            text: entry.modelData.spoken
+                            onTextEdited: root.settings.setDictionaryEntry(entry.index, text, replacement.text)
+                        }
+                        TextField {
+                            id: replacement
+                            Layout.fillWidth: true
+                            placeholderText: qsTr("置き換え後（任意）")
+                            text: entry.modelData.replacement
+                            onTextEdited: root.settings.setDictionaryEntry(entry.index, spoken.text, text)
+                        }
+                    }
+                }
+                Button {
+                    text: qsTr("語を追加")
+                    onClicked: root.settings.addDictionaryEntry()
+                }
             }
 
             Page {
                 objectName: "writingPage"
                 title: root.selection.titles[2]
+
+                GroupHeader { text: qsTr("Custom Instructions") }
+                ScrollView {
+                    Layout.fillWidth: true
+                    Layout.preferredHeight: 220
+                    TextArea {
+                        objectName: "customInstructions"
+                        wrapMode: TextEdit.Wrap
+                        selectByMouse: true
+                        Component.onCompleted: text = root.settings.customInstructions
+                        onTextChanged: if (activeFocus) root.settings.customInstructions = text
+                        background: Rectangle { color: "white"; border.color: "#c8c2bf"; radius: 3 }
+                    }
+                }
             }
 
             Page {
                 objectName: "applicationsPage"
                 title: root.selection.titles[3]
+
+                GroupHeader { text: qsTr("アプリごとの書き方") }
+                Repeater {
+                    objectName: "styleBlocks"
+                    model: root.settings.applicationStyles
+                    delegate: RemovableRow {
+                        id: style
+                        required property int index
+                        required property var modelData
+                        Layout.topMargin: 4
+                        Layout.bottomMargin: 4
+                        onRemoveRequested: root.settings.removeApplicationStyle(index)
+                        function save() {
+                            root.settings.setApplicationStyle(index, applicationName.text, bundleIdentifier.text,
+                                instruction.text, skips.checked)
+                        }
+                        ColumnLayout {
+                            Layout.fillWidth: true
+                            RowLayout {
+                                TextField {
+                                    id: applicationName
+                                    Layout.fillWidth: true
+                                    placeholderText: qsTr("アプリ名")
+                                    text: style.modelData.applicationName
+                                    onTextEdited: style.save()
+                                }
+                                TextField {
+                                    id: bundleIdentifier
+                                    Layout.fillWidth: true
+                                    placeholderText: "Bundle ID"
+                                    text: style.modelData.bundleIdentifier
+                                    onTextEdited: style.save()
+                                }
+                            }
+                            TextField {
+                                id: instruction
+                                Layout.fillWidth: true
+                                placeholderText: qsTr("書き方の指示")
+                                text: style.modelData.instruction
+                                onTextEdited: style.save()
+                            }
+                            Switch {
+                                id: skips
+                                text: qsTr("このアプリでは清書しない")
+                                checked: style.modelData.skipsPolishing
+                                onToggled: style.save()
+                            }
+                        }
+                    }
+                }
+                Button {
+                    text: qsTr("アプリ設定を追加")
+                    onClicked: root.settings.addApplicationStyle()
+                }
             }
 
             Page {

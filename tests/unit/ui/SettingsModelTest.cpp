@@ -68,6 +68,37 @@ TEST(SettingsModel, AnUnobservableKeyIsMarkedAndAnotherTakesEffectAtOnce)
     EXPECT_TRUE(s.hotkeyNotice().isEmpty());
 }
 
+TEST(SettingsModel, EntriesAndStylesComeAndGoInOrderAndTheListsResetOnlyThen)
+{
+    WindowFixture f;
+    SettingsModel &s = *f.settings;
+    int resets = 0;
+    QObject::connect(&s, &SettingsModel::listsChanged, [&] { ++resets; });
+
+    s.addDictionaryEntry();
+    s.addDictionaryEntry();
+    const QList<DictionaryEntry> &words = f.model->settings().dictionary;
+    ASSERT_EQ(words.size(), 2);
+    EXPECT_NE(words[0].id, words[1].id);
+    EXPECT_EQ(words[1].spoken, QString());
+    s.setDictionaryEntry(1, QStringLiteral("そらうぇん"), QStringLiteral("Sorawen"));
+    EXPECT_EQ(f.model->settings().dictionary[1].replacement, QStringLiteral("Sorawen"));
+    EXPECT_EQ(resets, 2);
+
+    for (const char *name : {"Mail", "Editor", "Terminal"}) {
+        s.addApplicationStyle();
+        s.setApplicationStyle(int(f.model->settings().applicationStyles.size()) - 1, QString::fromUtf8(name),
+            QStringLiteral("org.example.") + QString::fromUtf8(name), QString(), false);
+    }
+    s.removeApplicationStyle(1);
+    QStringList names;
+    for (const ApplicationStyle &style : f.model->settings().applicationStyles)
+        names.append(style.applicationName);
+    EXPECT_EQ(names, (QStringList {QStringLiteral("Mail"), QStringLiteral("Terminal")}));
+    EXPECT_EQ(resets, 6);
+    EXPECT_EQ(RippletSettings::load(f.defaults.bytes(DefaultsKeys::settings)), f.model->settings());
+}
+
 TEST(SettingsModel, ARefusedLoginItemLeavesTheSwitchOff)
 {
     WindowFixture f;
@@ -135,6 +166,8 @@ TEST(SettingsView, DrawsEverySectionWithoutWarningsAndKeepsTheSectionWhenReopene
     const QtMessageHandler previous = qInstallMessageHandler(collect);
     {
         WindowFixture f({item(QStringLiteral("Mail"), QStringLiteral("words"), 1000)});
+        f.settings->addDictionaryEntry();
+        f.settings->addApplicationStyle();
         WindowOpener opener;
         opener.setSettingsMaker([&] { return std::make_unique<SettingsWindow>(*f.settings, opener.settingsSection()); });
         ASSERT_TRUE(opener.showSettings(SettingsSection::history));
@@ -148,6 +181,8 @@ TEST(SettingsView, DrawsEverySectionWithoutWarningsAndKeepsTheSectionWhenReopene
         auto *entries = window->rootObject()->findChild<QObject *>(QStringLiteral("historyEntries"));
         ASSERT_TRUE(entries);
         EXPECT_EQ(entries->property("count").toInt(), 1);
+        for (const char *list : {"dictionaryRows", "styleBlocks"})
+            EXPECT_EQ(window->rootObject()->findChild<QObject *>(QString::fromUtf8(list))->property("count").toInt(), 1);
         for (SettingsSection section : SettingsSections::allCases()) {
             opener.settingsSection().setValue(section);
             EXPECT_FALSE(window->grabWindow().isNull());
