@@ -588,7 +588,7 @@
     </message>
     <message>
         <source>削除</source>
-        <translation type="unfinished"></translation>
+        <translation>Delete</translation>
     </message>
     <message>
         <source>音声認識と置き換えに使う語</source>
