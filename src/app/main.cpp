@@ -89,7 +89,7 @@ int main(int argc, char *argv[])
     bar.show(model);
     model.start();
 
-    SettingsModel settingsModel(model, updater, environment.pasteboard,
+    SettingsModel settingsModel(model, updater, environment.pasteboard, environment.clock,
         [&keys = environment.keys](quint64 flagMask) { return keys.canObserve(flagMask); });
     opener.setSettingsMaker(
         [&] { return std::make_unique<SettingsWindow>(settingsModel, opener.settingsSection()); });

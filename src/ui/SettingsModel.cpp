@@ -1,5 +1,6 @@
 #include "ui/SettingsModel.h"
 
+#include "core/Clock.h"
 #include "dictation/AppModel.h"
 #include "platform/Pasteboard.h"
 #include "store/HotkeyChoice.h"
@@ -27,12 +28,13 @@ QString formatted(const QString &format, auto value)
 
 } // namespace
 
-SettingsModel::SettingsModel(AppModel &model, UpdaterModel &updater, Pasteboard &pasteboard,
+SettingsModel::SettingsModel(AppModel &model, UpdaterModel &updater, Pasteboard &pasteboard, Clock &clock,
     std::function<bool(quint64 flagMask)> canObserve, QObject *parent)
     : QObject(parent)
     , model(model)
     , updater(updater)
     , pasteboard(pasteboard)
+    , clock(clock)
     , canObserve(std::move(canObserve))
 {
     connect(&model, &AppModel::settingsChanged, this, [this] {
@@ -402,6 +404,10 @@ void SettingsModel::copyHistoryItem(int index)
 void SettingsModel::insertHistoryItem(int index)
 {
     const QList<HistoryItem> items = model.history().search(query);
-    if (index >= 0 && index < items.size())
-        model.pasteHistory(items[index]);
+    if (index < 0 || index >= items.size())
+        return;
+    // The click made this window the focused one; the text belongs where the user was before.
+    Q_EMIT stepAsideRequested();
+    clock.schedule(secondsToDuration(focusReturnSeconds), this,
+        [this, item = items[index]] { model.pasteHistory(item); });
 }

@@ -8,6 +8,7 @@
 #include <functional>
 
 class AppModel;
+class Clock;
 class Pasteboard;
 class UpdaterModel;
 struct RippletSettings;
@@ -71,8 +72,12 @@ public:
     static constexpr Range polishingTimeoutRange {0.5, 15.0, 0.5};
     static constexpr Range pasteboardRestoreDelayRange {0.5, 10.0, 0.5};
 
+    // How long the window waits, once it stepped aside, before a history item is inserted: the
+    // window manager needs a moment to give the focus back to the window the user came from.
+    static constexpr double focusReturnSeconds = 0.4;
+
     // `canObserve` tells whether the session sees a key with the given flag bit.
-    SettingsModel(AppModel &model, UpdaterModel &updater, Pasteboard &pasteboard,
+    SettingsModel(AppModel &model, UpdaterModel &updater, Pasteboard &pasteboard, Clock &clock,
         std::function<bool(quint64 flagMask)> canObserve, QObject *parent = nullptr);
 
     bool automaticallyChecks() const;
@@ -140,6 +145,8 @@ Q_SIGNALS:
     void settingsChanged();
     void historyChanged();
     void listsChanged();
+    // The window should get out of the way, so that the focus returns to the user's application.
+    void stepAsideRequested();
 
 private:
     void change(const std::function<void(RippletSettings &)> &edit);
@@ -148,6 +155,7 @@ private:
     AppModel &model;
     UpdaterModel &updater;
     Pasteboard &pasteboard;
+    Clock &clock;
     std::function<bool(quint64)> canObserve;
     QString query;
     QList<QUuid> shownIds;

@@ -13,4 +13,5 @@ SettingsWindow::SettingsWindow(SettingsModel &model, SettingsSectionSelection &s
         {QStringLiteral("selection"), QVariant::fromValue(&selection)},
         {QStringLiteral("accent"), Wa::enji()}});
     setSource(QUrl(QStringLiteral("qrc:/sorawen/ui/SettingsView.qml")));
+    connect(&model, &SettingsModel::stepAsideRequested, this, &QWindow::showMinimized);
 }

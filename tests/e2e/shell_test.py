@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 # The application shell on the desktop, run inside tests/e2e/with-desktop --audio: Sorawen starts
-# without any tray host, a second launch answers through the running one and ends, and a tray host
+# without any tray host, a second launch has the running one open its settings and ends, and a tray host
 # started afterwards (as a panel at login may be) shows the item, whose menu opens on a click.
 # With SORAWEN_SCREENSHOTS set to a folder, pictures of the tray item and its menu are kept there.
 # Usage: shell_test.py SORAWEN_BINARY
@@ -54,7 +54,7 @@ def main(binary):
             raise Failure(f"the first instance ended with status {first.returncode}")
 
         second = subprocess.run([binary], env=environment, capture_output=True, text=True, timeout=20, check=False)
-        if second.returncode != 0 or "設定ウィンドウはまだありません" not in second.stdout:
+        if second.returncode != 0 or "起動中の Sorawen の設定を開きました" not in second.stdout:
             raise Failure(f"second launch: status {second.returncode}, output {second.stdout!r} {second.stderr!r}")
         if first.poll() is not None:
             raise Failure("the first instance ended when the second was launched")

@@ -143,6 +143,8 @@ Pane {
                     required property int index
                     required property string modelData
                     width: ListView.view.width
+                    // A fixed height, whatever the font: the desktop test clicks the rows by position.
+                    height: 30
                     text: modelData
                     highlighted: ListView.isCurrentItem
                     onClicked: root.selection.index = index

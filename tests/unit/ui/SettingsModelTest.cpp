@@ -111,7 +111,7 @@ TEST(SettingsModel, ARefusedLoginItemLeavesTheSwitchOff)
     EXPECT_TRUE(f.loginItem.enabled);
 }
 
-TEST(SettingsModel, HistorySearchEmptyStatesCopyAndClear)
+TEST(SettingsModel, HistorySearchEmptyStatesCopyInsertAgainAndClear)
 {
     {
         WindowFixture empty;
@@ -141,6 +141,18 @@ TEST(SettingsModel, HistorySearchEmptyStatesCopyAndClear)
         EXPECT_FALSE(s.isHistoryEmpty());
     }
     s.setHistoryQuery(QStringLiteral("older"));
+    // Inserting again first lets the focus go back to the user's window, then pastes the item.
+    int stepsAside = 0;
+    QObject::connect(&s, &SettingsModel::stepAsideRequested, [&] { ++stepsAside; });
+    f.tree.setFocusedValue(QString());
+    s.insertHistoryItem(0);
+    EXPECT_EQ(stepsAside, 1);
+    waitFor([] { return false; }, 100);
+    EXPECT_EQ(f.keystroke.sentCount(), 0u);
+    f.clock.advanceSeconds(SettingsModel::focusReturnSeconds);
+    EXPECT_TRUE(waitFor([&] { return f.keystroke.sentCount() == 1; }));
+    EXPECT_EQ(f.pasteboard.text(), QStringLiteral("older words"));
+
     EXPECT_TRUE(s.filteredHistory()[0].toMap().value(QStringLiteral("caption")).toString().startsWith(QStringLiteral("Editor  ")));
     s.copyHistoryItem(0);
     EXPECT_EQ(f.pasteboard.text(), QStringLiteral("older words"));

@@ -77,7 +77,7 @@ struct WindowFixture {
             sounds, sleep, loginItem});
         EXPECT_TRUE(waitFor([&] { return model->history().items.size() == history.size(); }));
         settings = std::make_unique<SettingsModel>(
-            *model, updater, pasteboard, [this](quint64 flagMask) { return keys.canObserve(flagMask); });
+            *model, updater, pasteboard, clock, [this](quint64 flagMask) { return keys.canObserve(flagMask); });
     }
 };
 
