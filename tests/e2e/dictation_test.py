@@ -21,6 +21,9 @@ import traceback
 from dataclasses import dataclass
 from typing import Callable, Optional
 
+import desktop
+from desktop import Failure, run, wait_for
+
 HERE = os.path.dirname(os.path.abspath(__file__))
 SENTENCE = "The quarterly report is ready for review."
 SPEECH = "speech-en-fillers.wav"
@@ -34,26 +37,6 @@ SKIPPED = 77
 # produce the Control modifier the name maps to, which no real keyboard does and which makes the
 # press count as a chord.
 RIGHT_CONTROL = "105"
-
-
-class Failure(Exception):
-    pass
-
-
-def wait_for(what, predicate, seconds, poll=0.1):
-    """predicate's first true value; Failure naming `what` when `seconds` pass first."""
-    deadline = time.monotonic() + seconds
-    while True:
-        value = predicate()
-        if value:
-            return value
-        if time.monotonic() > deadline:
-            raise Failure(f"waited {seconds:g} s for {what}")
-        time.sleep(poll)
-
-
-def run(*command, timeout=30):
-    return subprocess.run(command, capture_output=True, text=True, timeout=timeout, check=False)
 
 
 def xdotool(*arguments):
@@ -278,11 +261,7 @@ case_number = 0
 
 
 def screenshot(name):
-    """The whole screen as SORAWEN_SCREENSHOTS/<case>-<name>.png, when that folder is given."""
-    folder = os.environ.get("SORAWEN_SCREENSHOTS")
-    if folder:
-        os.makedirs(folder, exist_ok=True)
-        run("import", "-window", "root", os.path.join(folder, f"{case_number}-{name}.png"))
+    desktop.screenshot(f"{case_number}-{name}")
 
 
 def speak(speech):

@@ -12,24 +12,10 @@ import tempfile
 import time
 import uuid
 
+from desktop import Failure, output, session_bus_has, wait_for
+
 SECTIONS = ["general", "dictionary", "writing", "applications", "history"]
 DICTATED = "今日はいい天気ですね。"
-
-
-class Failure(Exception):
-    pass
-
-
-def wait_until(seconds, what, predicate):
-    deadline = time.monotonic() + seconds
-    while not predicate():
-        if time.monotonic() > deadline:
-            raise Failure(f"waited {seconds} s for {what}")
-        time.sleep(0.1)
-
-
-def output(*command):
-    return subprocess.run(command, capture_output=True, text=True, check=False).stdout
 
 
 def prepare(folder):
@@ -78,12 +64,10 @@ def run(binary, language, reinserts):
     stderr = open(os.path.join(folder, "sorawen.stderr"), "w+b")
     first = subprocess.Popen([binary], env=environment, stdout=subprocess.DEVNULL, stderr=stderr)
     try:
-        wait_until(20, "the first instance to own its name on the session bus",
-                   lambda: "com.kestrelwood.ripplet" in output("dbus-send", "--session", "--print-reply",
-                                                               "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                               "org.freedesktop.DBus.ListNames"))
+        wait_for("the first instance to own its name on the session bus",
+                 lambda: session_bus_has("com.kestrelwood.ripplet"), 20)
         subprocess.run([binary], env=environment, capture_output=True, timeout=20, check=True)
-        wait_until(10, "the settings window", lambda: settings_window())
+        wait_for("the settings window", lambda: settings_window(), 10)
         window, width = settings_window()
         subprocess.run(["xdotool", "windowactivate", "--sync", window], check=False)
         time.sleep(0.5)
@@ -98,7 +82,7 @@ def run(binary, language, reinserts):
         if reinserts:
             # "もう一度入力" is the last button of the only entry, at the form's right edge.
             click(window, width - 24 - 40, 192)
-            wait_until(10, "the history item in the GTK entry", lambda: target_text() == DICTATED)
+            wait_for("the history item in the GTK entry", lambda: target_text() == DICTATED, 10)
     finally:
         first.terminate()
         first.wait(timeout=10)

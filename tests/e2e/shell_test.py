@@ -11,27 +11,7 @@ import sys
 import tempfile
 import time
 
-
-class Failure(Exception):
-    pass
-
-
-def wait_until(seconds, what, predicate):
-    deadline = time.monotonic() + seconds
-    while not predicate():
-        if time.monotonic() > deadline:
-            raise Failure(f"waited {seconds} s for {what}")
-        time.sleep(0.1)
-
-
-def output(*command):
-    return subprocess.run(command, capture_output=True, text=True, check=False).stdout
-
-
-def screenshot(name):
-    folder = os.environ.get("SORAWEN_SCREENSHOTS")
-    if folder:
-        subprocess.run(["import", "-window", "root", os.path.join(folder, f"shell-{name}.png")], check=False)
+from desktop import Failure, output, screenshot, session_bus_has, wait_for
 
 
 def main(binary):
@@ -46,10 +26,8 @@ def main(binary):
     first = subprocess.Popen([binary], env=environment, stdout=subprocess.PIPE, stderr=stderr)
     tray = None
     try:
-        wait_until(20, "the first instance to own its name on the session bus",
-                   lambda: "com.kestrelwood.ripplet" in output("dbus-send", "--session", "--print-reply",
-                                                               "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                               "org.freedesktop.DBus.ListNames"))
+        wait_for("the first instance to own its name on the session bus",
+                 lambda: session_bus_has("com.kestrelwood.ripplet"), 20)
         if first.poll() is not None:
             raise Failure(f"the first instance ended with status {first.returncode}")
 
@@ -63,9 +41,9 @@ def main(binary):
                                  "--height", "24", "--SetDockType", "true", "--transparent", "false"],
                                 stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         # The item is made once the tray shows; the click on it below finds out whether it is there.
-        wait_until(20, "the tray host", lambda: output("xdotool", "search", "--onlyvisible", "--class", "trayer"))
+        wait_for("the tray host", lambda: output("xdotool", "search", "--onlyvisible", "--class", "trayer"), 20)
         time.sleep(1)
-        screenshot("tray")
+        screenshot("shell-tray")
 
         geometry = output("xdotool", "search", "--onlyvisible", "--class", "trayer", "getwindowgeometry", "--shell")
         values = dict(line.split("=", 1) for line in geometry.split() if "=" in line)
@@ -73,11 +51,11 @@ def main(binary):
         y = int(values["Y"]) + int(values["HEIGHT"]) // 2
         before = set(output("xdotool", "search", "--onlyvisible", "--pid", str(first.pid), "").split())
         subprocess.run(["xdotool", "mousemove", "--sync", str(x), str(y), "click", "3"], check=True)
-        wait_until(5, "the tray menu to open",
-                   lambda: set(output("xdotool", "search", "--onlyvisible", "--pid", str(first.pid), "").split())
-                   - before)
+        wait_for("the tray menu to open",
+                 lambda: set(output("xdotool", "search", "--onlyvisible", "--pid", str(first.pid), "").split())
+                 - before, 5)
         time.sleep(0.5)
-        screenshot("tray-menu")
+        screenshot("shell-tray-menu")
         subprocess.run(["xdotool", "key", "Escape"], check=False)
     finally:
         if tray is not None:
