@@ -1,18 +1,5 @@
 #include "dictation/AppModel.h"
-#include "FakeAccessibilityAccess.h"
-#include "FakeAccessibilityTree.h"
-#include "FakeDesktop.h"
-#include "FakeJapaneseTokenizer.h"
-#include "FakeKeySource.h"
-#include "FakeKeystroke.h"
-#include "FakePasteboard.h"
-#include "ManualClock.h"
-#include "MemoryDefaultsStore.h"
-#include "RecordingLog.h"
-#include "ScriptedLanguageModel.h"
-#include "ScriptedRecognizer.h"
-#include "SimulatedAudioEngine.h"
-#include "TaggingConverters.h"
+#include "CoordinatorFakes.h"
 #include "WaitFor.h"
 #include "core/TaskPools.h"
 #include "store/HistoryPersistence.h"
@@ -38,43 +25,18 @@ struct Gate {
     void open() { opened.set_value(); }
 };
 
-struct Fixture {
-    QTemporaryDir folder;
-    MemoryDefaultsStore defaults;
-    ManualClock clock;
-    FakeKeySource keys;
-    ScriptedModel languageModel;
-    SimulatedAudioEngine engine;
-    TaggingConverters converters;
-    ScriptedRecognizers recognizers;
-    FakeAccessibilityTree tree;
-    FakeAccessibilityAccess access;
-    FakePasteboard pasteboard;
-    FakeKeystroke keystroke;
-    FakeJapaneseTokenizer tokenizer{};
+struct Fixture : CoordinatorFakes {
     HistoryPersistence historyFile{folder.filePath(QStringLiteral("history.json"))};
-    RecordingLog log;
-    FakeSoundPlayer sounds;
-    FakeSleepMonitor sleep;
-    FakeLoginItem loginItem;
     std::unique_ptr<AppModel> model;
 
     explicit Fixture(const std::function<void(RippletSettings &)> &adjust = {}, const QString &spoken = QStringLiteral("um hello world"))
     {
-        RippletSettings settings;
-        settings.language = RecognitionLanguage::english;
-        settings.polishingEnabled = false;
-        if (adjust)
-            adjust(settings);
-        defaults.setBytes(DefaultsKeys::settings, *settings.encoded());
-        defaults.setBoolean(DefaultsKeys::onboardingCompleted, true);
+        storeSettings(adjust);
         recognizers.script = {{spoken, true}};
         tree.setFocusedValue(QString());
         // The target application shows what was pasted.
         keystroke.effect = [this] { tree.setFocusedValue(pasteboard.text()); };
-        model = std::make_unique<AppModel>(AppModel::Environment{defaults, clock, keys, languageModel, engine, converters,
-            recognizers, recognizers, tree, access, pasteboard, keystroke, tokenizer, historyFile, log, sounds, sleep,
-            loginItem});
+        model = std::make_unique<AppModel>(environment(historyFile));
         model->start();
     }
 

@@ -2,20 +2,7 @@
 
 // The coordinator over fakes that the settings and first-run windows are tested with.
 
-#include "FakeAccessibilityAccess.h"
-#include "FakeAccessibilityTree.h"
-#include "FakeDesktop.h"
-#include "FakeJapaneseTokenizer.h"
-#include "FakeKeySource.h"
-#include "FakeKeystroke.h"
-#include "FakePasteboard.h"
-#include "ManualClock.h"
-#include "MemoryDefaultsStore.h"
-#include "RecordingLog.h"
-#include "ScriptedLanguageModel.h"
-#include "ScriptedRecognizer.h"
-#include "SimulatedAudioEngine.h"
-#include "TaggingConverters.h"
+#include "CoordinatorFakes.h"
 #include "WaitFor.h"
 #include "dictation/AppModel.h"
 #include "store/HistoryPersistence.h"
@@ -35,36 +22,15 @@ inline HistoryItem item(const QString &applicationName, const QString &text, dou
 }
 
 // A coordinator over fakes, never started: the settings window needs its settings and history only.
-struct WindowFixture {
-    QTemporaryDir folder;
-    MemoryDefaultsStore defaults;
-    ManualClock clock;
-    FakeKeySource keys;
-    ScriptedModel languageModel;
-    SimulatedAudioEngine engine;
-    TaggingConverters converters;
-    ScriptedRecognizers recognizers;
-    FakeAccessibilityTree tree;
-    FakeAccessibilityAccess access;
-    FakePasteboard pasteboard;
-    FakeKeystroke keystroke;
-    FakeJapaneseTokenizer tokenizer {};
+struct WindowFixture : CoordinatorFakes {
     std::unique_ptr<HistoryPersistence> historyFile;
-    RecordingLog log;
-    FakeSoundPlayer sounds;
-    FakeSleepMonitor sleep;
-    FakeLoginItem loginItem;
     UpdaterModel updater;
     std::unique_ptr<AppModel> model;
     std::unique_ptr<SettingsModel> settings;
 
     explicit WindowFixture(const QList<HistoryItem> &history = {})
     {
-        RippletSettings stored;
-        stored.language = RecognitionLanguage::english;
-        stored.polishingEnabled = false;
-        defaults.setBytes(DefaultsKeys::settings, *stored.encoded());
-        defaults.setBoolean(DefaultsKeys::onboardingCompleted, true);
+        storeSettings();
         const QString path = folder.filePath(QStringLiteral("history.json"));
         if (!history.isEmpty()) {
             QFile file(path);
@@ -72,9 +38,7 @@ struct WindowFixture {
             file.write(*RippletHistory {history}.encoded());
         }
         historyFile = std::make_unique<HistoryPersistence>(path);
-        model = std::make_unique<AppModel>(AppModel::Environment {defaults, clock, keys, languageModel, engine,
-            converters, recognizers, recognizers, tree, access, pasteboard, keystroke, tokenizer, *historyFile, log,
-            sounds, sleep, loginItem});
+        model = std::make_unique<AppModel>(environment(*historyFile));
         EXPECT_TRUE(waitFor([&] { return model->history().items.size() == history.size(); }));
         settings = std::make_unique<SettingsModel>(
             *model, updater, pasteboard, clock, [this](quint64 flagMask) { return keys.canObserve(flagMask); });
