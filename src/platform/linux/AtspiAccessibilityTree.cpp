@@ -64,8 +64,9 @@ struct AtspiAccessibilityTree::Worker {
     explicit Worker(std::chrono::milliseconds timeout)
         : timeout(timeout)
     {
-        std::promise<void> ready;
-        thread = std::thread([this, &ready] {
+        // Jobs posted meanwhile wait on the context until the loop runs, after the set-up; the
+        // caller (the main thread, at start) does not wait for libatspi to reach the bus.
+        thread = std::thread([this] {
             g_main_context_push_thread_default(context);
             atspi_set_main_context(context);
             atspi_init();
@@ -75,7 +76,6 @@ struct AtspiAccessibilityTree::Worker {
             listener = atspi_event_listener_new(&Worker::onEvent, this, nullptr);
             atspi_event_listener_register(listener, "object:state-changed:focused", nullptr);
             atspi_event_listener_register(listener, "window:activate", nullptr);
-            ready.set_value();
             g_main_loop_run(loop);
             atspi_event_listener_deregister(listener, "object:state-changed:focused", nullptr);
             atspi_event_listener_deregister(listener, "window:activate", nullptr);
@@ -84,18 +84,11 @@ struct AtspiAccessibilityTree::Worker {
             g_clear_object(&lastWindow);
             g_main_context_pop_thread_default(context);
         });
-        ready.get_future().wait();
     }
 
     ~Worker()
     {
-        g_main_context_invoke(
-            context,
-            [](gpointer loop) -> gboolean {
-                g_main_loop_quit(static_cast<GMainLoop *>(loop));
-                return G_SOURCE_REMOVE;
-            },
-            loop);
+        post([loop = loop] { g_main_loop_quit(loop); });
         thread.join();
         // libatspi keeps its D-Bus sources on the context for the rest of the process.
         g_main_loop_unref(loop);
@@ -120,6 +113,24 @@ struct AtspiAccessibilityTree::Worker {
 
     std::chrono::milliseconds startupAllowance() const { return timeout * 4; }
 
+    // Queues `job` on the worker's context. Never runs it in the caller, as
+    // g_main_context_invoke would when the context has no owner yet.
+    void post(std::function<void()> job)
+    {
+        GSource *source = g_idle_source_new();
+        g_source_set_priority(source, G_PRIORITY_DEFAULT);
+        g_source_set_callback(
+            source,
+            [](gpointer data) -> gboolean {
+                (*static_cast<std::function<void()> *>(data))();
+                return G_SOURCE_REMOVE;
+            },
+            new std::function<void()>(std::move(job)),
+            [](gpointer data) { delete static_cast<std::function<void()> *>(data); });
+        g_source_attach(source, context);
+        g_source_unref(source);
+    }
+
     // Runs `work` on the worker thread; nothing when it does not finish in time. A job may make
     // several calls, and libatspi now and then waits out a call's whole time-out although the
     // application answered (seen with GTK 3 applications, and at their startup allowance): the
@@ -131,18 +142,11 @@ struct AtspiAccessibilityTree::Worker {
         std::future<Result> future = task->get_future();
         QElapsedTimer queued;
         queued.start();
-        auto *job = new std::function<void()>([task, queued] {
+        post([task, queued] {
             const qint64 waited = queued.elapsed();
             (*task)();
             qCDebug(readTrace, "read: %lld ms queued, %lld ms running", waited, queued.elapsed() - waited);
         });
-        g_main_context_invoke_full(
-            context, G_PRIORITY_DEFAULT,
-            [](gpointer data) -> gboolean {
-                (*static_cast<std::function<void()> *>(data))();
-                return G_SOURCE_REMOVE;
-            },
-            job, [](gpointer data) { delete static_cast<std::function<void()> *>(data); });
         const std::chrono::milliseconds limit = startupAllowance() + timeout;
         if (future.wait_for(limit) != std::future_status::ready) {
             qCDebug(readTrace, "read given up after %lld ms", qint64(limit.count()));
