@@ -34,6 +34,7 @@ public:
     Permissions &permissions() { return grants; }
     // Reports the progress of model downloads.
     SpeechAssetManager &assets() { return engines.assets; }
+    const SpeechModelStore &modelStore() const { return engines.modelStore; }
 
     // True in a Wayland session (the key source and the injector then use device files).
     static bool isWaylandSession();

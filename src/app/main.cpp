@@ -6,6 +6,7 @@
 #include "dictation/AppModel.h"
 #include "speech/SpeechAssetManager.h"
 #include "ui/FloatingBar.h"
+#include "ui/ModelsModel.h"
 #include "ui/OnboardingModel.h"
 #include "ui/OnboardingWindow.h"
 #include "ui/SettingsModel.h"
@@ -91,8 +92,9 @@ int main(int argc, char *argv[])
 
     SettingsModel settingsModel(model, updater, environment.pasteboard, environment.clock,
         [&keys = environment.keys](quint64 flagMask) { return keys.canObserve(flagMask); });
+    ModelsModel models(services.assets(), services.modelStore(), environment.defaults);
     opener.setSettingsMaker(
-        [&] { return std::make_unique<SettingsWindow>(settingsModel, opener.settingsSection()); });
+        [&] { return std::make_unique<SettingsWindow>(settingsModel, models, opener.settingsSection()); });
     OnboardingModel onboarding(model, services.permissions(), environment.defaults, environment.clock);
     QObject::connect(&services.assets(), &SpeechAssetManager::progressed, &onboarding,
         [&](const QString &what, double fraction) {

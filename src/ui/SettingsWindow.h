@@ -2,6 +2,7 @@
 
 #include <QQuickView>
 
+class ModelsModel;
 class SettingsModel;
 class SettingsSectionSelection;
 
@@ -15,5 +16,5 @@ public:
     static constexpr int minimumWidth = 760;
     static constexpr int minimumHeight = 520;
 
-    SettingsWindow(SettingsModel &model, SettingsSectionSelection &selection);
+    SettingsWindow(SettingsModel &model, ModelsModel &models, SettingsSectionSelection &selection);
 };

@@ -9,6 +9,7 @@ Pane {
 
     required property QtObject settings
     required property QtObject selection
+    required property QtObject models
     required property color accent
 
     implicitWidth: 760
@@ -103,6 +104,89 @@ Pane {
                 text: qsTr("削除")
                 onTriggered: removable.removeRequested()
             }
+        }
+    }
+    // Where one recognition language's model comes from, with its download or its address.
+    component SpeechModelRow: ColumnLayout {
+        id: speechRow
+        required property int language
+        readonly property var row: root.models.speechModels[language]
+        property int shownSource: row.source
+        Layout.fillWidth: true
+        RowLayout {
+            Label { text: speechRow.row.title; Layout.fillWidth: true }
+            ComboBox {
+                Layout.preferredWidth: 340
+                model: [qsTr("カタログのモデル"), qsTr("自分のモデルファイル"), qsTr("この端末の文字起こしサーバー")]
+                currentIndex: speechRow.shownSource
+                onActivated: index => {
+                    speechRow.shownSource = index
+                    if (index === 0)
+                        root.models.useCatalogueModel(speechRow.language)
+                }
+            }
+        }
+        ModelDownload {
+            visible: speechRow.shownSource === 0
+            isInstalled: speechRow.row.isInstalled
+            size: speechRow.row.size
+            progress: speechRow.row.progress
+            onDownload: root.models.downloadSpeechModel(speechRow.language)
+        }
+        TextField {
+            id: path
+            visible: speechRow.shownSource === 1
+            Layout.fillWidth: true
+            placeholderText: qsTr("モデルファイルのパス")
+            Component.onCompleted: text = speechRow.row.path || ""
+            onEditingFinished: root.models.useModelFile(speechRow.language, text)
+        }
+        RowLayout {
+            visible: speechRow.shownSource === 2
+            TextField {
+                id: server
+                Layout.fillWidth: true
+                placeholderText: "http://127.0.0.1:8080/v1"
+                Component.onCompleted: text = speechRow.row.url || ""
+                onEditingFinished: root.models.useTranscriptionServer(speechRow.language, text, serverModel.text)
+            }
+            TextField {
+                id: serverModel
+                placeholderText: qsTr("モデル名（任意）")
+                Component.onCompleted: text = speechRow.row.model || ""
+                onEditingFinished: root.models.useTranscriptionServer(speechRow.language, server.text, text)
+            }
+        }
+        Label {
+            visible: text.length > 0
+            Layout.fillWidth: true
+            wrapMode: Text.Wrap
+            color: root.accent
+            text: speechRow.row.problem || ""
+        }
+    }
+    // An installed model's state, or its size and a download with its progress.
+    component ModelDownload: RowLayout {
+        id: modelDownload
+        property bool isInstalled
+        property string size
+        property real progress: -1
+        signal download()
+        Layout.fillWidth: true
+        Label {
+            Layout.fillWidth: true
+            color: "#6f6a6b"
+            text: modelDownload.isInstalled ? qsTr("インストール済み") : qsTr("未インストール（%1）").arg(modelDownload.size)
+        }
+        ProgressBar {
+            visible: modelDownload.progress >= 0
+            Layout.preferredWidth: 200
+            value: modelDownload.progress
+        }
+        Button {
+            visible: !modelDownload.isInstalled && modelDownload.progress < 0
+            text: qsTr("ダウンロード")
+            onClicked: modelDownload.download()
         }
     }
     component Page: ScrollView {
@@ -223,6 +307,63 @@ Pane {
                     text: qsTr("開始音と終了音を鳴らす")
                     checked: root.settings.playSounds
                     onToggled: root.settings.playSounds = checked
+                }
+
+                GroupHeader { text: qsTr("音声認識モデル") }
+                SpeechModelRow { language: 0 }
+                SpeechModelRow { language: 1 }
+                Caption { text: qsTr("モデルの変更は次の音声入力から使われます。ダウンロードはウィンドウを閉じても続きます。") }
+
+                GroupHeader { text: qsTr("清書のモデル") }
+                ColumnLayout {
+                    id: languageModel
+                    readonly property var row: root.models.languageModel
+                    property int shownSource: row.source
+                    Layout.fillWidth: true
+                    RowLayout {
+                        Label { text: qsTr("モデル"); Layout.fillWidth: true }
+                        ComboBox {
+                            Layout.preferredWidth: 340
+                            model: [qsTr("インストールしたモデル"), qsTr("この端末のエンドポイント")]
+                            currentIndex: languageModel.shownSource
+                            onActivated: index => {
+                                languageModel.shownSource = index
+                                if (index === 0)
+                                    root.models.useInstalledLanguageModel()
+                            }
+                        }
+                    }
+                    ModelDownload {
+                        visible: languageModel.shownSource === 0
+                        isInstalled: languageModel.row.isInstalled
+                        size: languageModel.row.size
+                        progress: languageModel.row.progress
+                        onDownload: root.models.downloadLanguageModel()
+                    }
+                    RowLayout {
+                        visible: languageModel.shownSource === 1
+                        TextField {
+                            id: endpoint
+                            Layout.fillWidth: true
+                            placeholderText: "http://127.0.0.1:11434/v1"
+                            Component.onCompleted: text = languageModel.row.url
+                            onEditingFinished: root.models.useLanguageModelEndpoint(text, endpointModel.text)
+                        }
+                        TextField {
+                            id: endpointModel
+                            placeholderText: qsTr("モデル名（任意）")
+                            Component.onCompleted: text = languageModel.row.model
+                            onEditingFinished: root.models.useLanguageModelEndpoint(endpoint.text, text)
+                        }
+                    }
+                    Label {
+                        visible: text.length > 0
+                        Layout.fillWidth: true
+                        wrapMode: Text.Wrap
+                        color: root.accent
+                        text: languageModel.row.problem
+                    }
+                    Caption { text: qsTr("清書のモデルの変更は、次に起動したときから使われます。") }
                 }
 
                 GroupHeader { text: qsTr("清書") }

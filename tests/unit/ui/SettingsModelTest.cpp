@@ -181,7 +181,7 @@ TEST(SettingsView, DrawsEverySectionWithoutWarningsAndKeepsTheSectionWhenReopene
         f.settings->addDictionaryEntry();
         f.settings->addApplicationStyle();
         WindowOpener opener;
-        opener.setSettingsMaker([&] { return std::make_unique<SettingsWindow>(*f.settings, opener.settingsSection()); });
+        opener.setSettingsMaker([&] { return std::make_unique<SettingsWindow>(*f.settings, f.models, opener.settingsSection()); });
         ASSERT_TRUE(opener.showSettings(SettingsSection::history));
         auto *window = qobject_cast<SettingsWindow *>(opener.settings());
         ASSERT_TRUE(window && window->status() == QQuickView::Ready);

@@ -5,7 +5,9 @@
 #include "CoordinatorFakes.h"
 #include "WaitFor.h"
 #include "dictation/AppModel.h"
+#include "speech/SpeechAssetManager.h"
 #include "store/HistoryPersistence.h"
+#include "ui/ModelsModel.h"
 #include "ui/SettingsModel.h"
 #include "ui/UpdaterModel.h"
 
@@ -15,6 +17,36 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+
+// Model files that arrive at once: half, then all of it, then the file is in place.
+class InstantModelStore final : public SpeechModelStore
+{
+public:
+    explicit InstantModelStore(QString folder)
+        : folder(std::move(folder))
+    { }
+    std::expected<std::vector<ModelFile>, QString> missingFiles(const std::vector<ModelFile> &files) override
+    {
+        std::vector<ModelFile> missing;
+        for (const ModelFile &file : files)
+            if (!QFile::exists(pathOf(file)))
+                missing.push_back(file);
+        return missing;
+    }
+    std::expected<void, QString> download(const ModelFile &file, const std::function<void(double)> &progress) override
+    {
+        progress(0.5);
+        QFile placed(pathOf(file));
+        if (!placed.open(QIODevice::WriteOnly))
+            return std::unexpected(placed.errorString());
+        progress(1);
+        return {};
+    }
+    QString pathOf(const ModelFile &file) const override { return folder + QLatin1Char('/') + file.name; }
+
+private:
+    QString folder;
+};
 
 inline HistoryItem item(const QString &applicationName, const QString &text, double date)
 {
@@ -27,6 +59,9 @@ struct WindowFixture : CoordinatorFakes {
     UpdaterModel updater;
     std::unique_ptr<AppModel> model;
     std::unique_ptr<SettingsModel> settings;
+    InstantModelStore modelStore {folder.path()};
+    SpeechAssetManager assets {modelStore};
+    ModelsModel models {assets, modelStore, defaults};
 
     explicit WindowFixture(const QList<HistoryItem> &history = {})
     {
