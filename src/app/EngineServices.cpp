@@ -1,5 +1,6 @@
 #include "app/EngineServices.h"
 
+#include "engines/ChosenLanguageModel.h"
 #include "engines/LlamaLanguageModel.h"
 #include "engines/OpenAiChatModel.h"
 
@@ -21,7 +22,8 @@ public:
 EngineServices::EngineServices()
     : storedOnDisk(std::make_unique<StoredOnDisk>())
     , recognizers(*storedOnDisk, assets, modelStore)
-    , languageModel(makeLanguageModel(LanguageModelChoice::load(defaults), assets))
+    , languageModel(std::make_unique<ChosenLanguageModel>(
+          *storedOnDisk, [this](const LanguageModelChoice &choice) { return makeLanguageModel(choice, assets); }))
 { }
 
 EngineServices::~EngineServices() = default;

@@ -41,6 +41,7 @@ public:
     std::unique_ptr<DefaultsStore> storedOnDisk;
     ChosenRecognizers recognizers;
     SoxrConverterFactory converters;
+    // Follows the stored choice from one dictation to the next.
     std::unique_ptr<LanguageModel> languageModel;
     MecabTokenizer tokenizer;
     HistoryPersistence history;

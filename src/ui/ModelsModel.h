@@ -14,7 +14,7 @@ class SpeechModelStore;
 // language the catalogue's model (installed or not, with its size and a download), a model file
 // of the user's own, or a transcription server on this machine; and for the rewrite the installed
 // language model or a chat endpoint on this machine. Choices are stored at once; a recogniser
-// choice applies from the next dictation, a language model choice from the next start. Downloads
+// choice applies from the next dictation, and so does a language model choice. Downloads
 // run on the long-work pool and go on when the window closes. Main thread only.
 class ModelsModel : public QObject
 {

@@ -363,7 +363,6 @@ Pane {
                         color: root.accent
                         text: languageModel.row.problem
                     }
-                    Caption { text: qsTr("清書のモデルの変更は、次に起動したときから使われます。") }
                 }
 
                 GroupHeader { text: qsTr("清書") }
