@@ -5,51 +5,51 @@
     <name>AppModel</name>
     <message>
         <source>マイクが切り替わったため録音を取り消しました。もう一度お試しください。</source>
-        <translation type="unfinished"></translation>
+        <translation>The microphone changed, so the recording was cancelled. Please try again.</translation>
     </message>
     <message>
         <source>入力先を確認できませんでした。</source>
-        <translation type="unfinished"></translation>
+        <translation>Could not check where the text would go.</translation>
     </message>
     <message>
         <source>パスワード欄では録音しません。</source>
-        <translation type="unfinished"></translation>
+        <translation>Nothing is recorded for password fields.</translation>
     </message>
     <message>
         <source>音声を認識できませんでした。</source>
-        <translation type="unfinished"></translation>
+        <translation>No speech was recognised.</translation>
     </message>
     <message>
         <source>入力先が不明です。</source>
-        <translation type="unfinished"></translation>
+        <translation>The target field is unknown.</translation>
     </message>
     <message>
         <source>清書結果が元の発話から離れたため生文字を使用</source>
-        <translation type="unfinished"></translation>
+        <translation>Used the plain transcript: the rewrite strayed from what was said</translation>
     </message>
     <message>
         <source>清書できませんでした: %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Could not polish: %1</translation>
     </message>
     <message>
         <source>清書が時間切れのため生文字を使用</source>
-        <translation type="unfinished"></translation>
+        <translation>Used the plain transcript: the rewrite ran out of time</translation>
     </message>
     <message>
         <source>入力を確認しました</source>
-        <translation type="unfinished"></translation>
+        <translation>Text inserted</translation>
     </message>
     <message>
         <source>入力を送信しました（成否は未確認）</source>
-        <translation type="unfinished"></translation>
+        <translation>Text sent (not confirmed)</translation>
     </message>
     <message>
         <source>%1・%2</source>
-        <translation type="unfinished"></translation>
+        <translation>%1 · %2</translation>
     </message>
     <message>
         <source>ログイン時の起動を変更できませんでした。</source>
-        <translation type="unfinished"></translation>
+        <translation>Could not change starting at login.</translation>
     </message>
 </context>
 <context>
@@ -257,6 +257,21 @@
     </message>
 </context>
 <context>
+    <name>ModelsModel</name>
+    <message>
+        <source>約 %1 MB</source>
+        <translation>about %1 MB</translation>
+    </message>
+    <message>
+        <source>日本語</source>
+        <translation>Japanese</translation>
+    </message>
+    <message>
+        <source>英語</source>
+        <translation>English</translation>
+    </message>
+</context>
+<context>
     <name>OnboardingModel</name>
     <message>
         <source>マイク</source>
@@ -425,10 +440,6 @@
 <context>
     <name>SettingsModel</name>
     <message>
-        <source>この版には更新の確認先が組み込まれていないため、新しい版は確認しません。確認するときに送るのはアプリの名前と版だけで（どの接続にも含まれる IP アドレスなどは除く）、話した内容や入力した文章は送りません。新しい版があると、メニューバーのアイコンが下向きの矢印に変わります。</source>
-        <translation>This build has no update server built in, so it does not look for new versions. A check sends only the application’s name and version (besides what every connection carries, such as the IP address), never what you said or wrote. When a new version is waiting, the tray icon turns into a downward arrow.</translation>
-    </message>
-    <message>
         <source>%1（検知できません）</source>
         <translation>%1 (cannot be detected)</translation>
     </message>
@@ -451,6 +462,14 @@
     <message>
         <source>貼り付け確認の待ち時間: %.1f秒</source>
         <translation>Paste check wait: %.1f s</translation>
+    </message>
+    <message>
+        <source>この版には更新の確認先が組み込まれていないため、新しい版は確認しません。</source>
+        <translation>This build has no update address built in, so it does not check for new versions.</translation>
+    </message>
+    <message>
+        <source>1日に1回、%1 に新しい版があるかを確認します。確認するときに送るのはアプリの名前と版だけで（どの接続にも含まれる IP アドレスなどは除く）、話した内容や入力した文章は送りません。新しい版があると、トレイのアイコンが下向きの矢印に変わります。</source>
+        <translation>Once a day, Sorawen asks %1 whether a new version exists. Only the application’s name and version are sent (besides what every connection carries, such as your IP address), never what you said or wrote. When a new version is waiting, the tray icon turns into a downward arrow.</translation>
     </message>
 </context>
 <context>
@@ -630,6 +649,62 @@
         <source>アプリ設定を追加</source>
         <translation>Add application</translation>
     </message>
+    <message>
+        <source>カタログのモデル</source>
+        <translation>Catalogue model</translation>
+    </message>
+    <message>
+        <source>自分のモデルファイル</source>
+        <translation>My own model file</translation>
+    </message>
+    <message>
+        <source>この端末の文字起こしサーバー</source>
+        <translation>Transcription server on this computer</translation>
+    </message>
+    <message>
+        <source>モデルファイルのパス</source>
+        <translation>Path of the model file</translation>
+    </message>
+    <message>
+        <source>モデル名（任意）</source>
+        <translation>Model name (optional)</translation>
+    </message>
+    <message>
+        <source>インストール済み</source>
+        <translation>Installed</translation>
+    </message>
+    <message>
+        <source>未インストール（%1）</source>
+        <translation>Not installed (%1)</translation>
+    </message>
+    <message>
+        <source>ダウンロード</source>
+        <translation>Download</translation>
+    </message>
+    <message>
+        <source>音声認識モデル</source>
+        <translation>Speech recognition model</translation>
+    </message>
+    <message>
+        <source>モデルの変更は次の音声入力から使われます。ダウンロードはウィンドウを閉じても続きます。</source>
+        <translation>A model change applies from the next dictation. Downloads go on when the window is closed.</translation>
+    </message>
+    <message>
+        <source>清書のモデル</source>
+        <translation>Polishing model</translation>
+    </message>
+    <message>
+        <source>モデル</source>
+        <translation>Model</translation>
+    </message>
+    <message>
+        <source>インストールしたモデル</source>
+        <translation>Installed model</translation>
+    </message>
+    <message>
+        <source>この端末のエンドポイント</source>
+        <translation>Endpoint on this computer</translation>
+    </message>
 </context>
 <context>
     <name>SpeechAssetManager</name>
@@ -695,6 +770,40 @@
     <message>
         <source>アップデートを確認…</source>
         <translation>Check for Updates…</translation>
+    </message>
+</context>
+<context>
+    <name>UpdateFeed</name>
+    <message>
+        <source>更新情報を読み取れませんでした。</source>
+        <translation>Could not read the update information.</translation>
+    </message>
+    <message>
+        <source>この版には更新の確認先がありません。</source>
+        <translation>This build has no update address.</translation>
+    </message>
+    <message>
+        <source>更新の確認先に接続できませんでした（%1）。</source>
+        <translation>Could not connect to the update server (%1).</translation>
+    </message>
+    <message>
+        <source>更新の確認先がエラーを返しました（HTTP %1）。</source>
+        <translation>The update server returned an error (HTTP %1).</translation>
+    </message>
+    <message>
+        <source>更新情報の署名が正しくありません。</source>
+        <translation>The update information’s signature is not valid.</translation>
+    </message>
+</context>
+<context>
+    <name>UpdaterModel</name>
+    <message>
+        <source>新しい版 %1 があります（お使いの版は %2）。</source>
+        <translation>Version %1 is available (you have %2).</translation>
+    </message>
+    <message>
+        <source>お使いの版 %1 が最新です。</source>
+        <translation>Version %1 is the newest.</translation>
     </message>
 </context>
 <context>
@@ -767,6 +876,18 @@
         <source>はじめての設定のウィンドウはまだありません。</source>
         <translation>There is no first-run window yet.</translation>
     </message>
+    <message>
+        <source>Sorawen のアップデート</source>
+        <translation>Sorawen Update</translation>
+    </message>
+    <message>
+        <source>ダウンロードページを開く</source>
+        <translation>Open Download Page</translation>
+    </message>
+    <message>
+        <source>閉じる</source>
+        <translation>Close</translation>
+    </message>
 </context>
 <context>
     <name>XInputKeySource</name>
@@ -787,19 +908,19 @@
     <name>XdgAutostartLoginItem</name>
     <message>
         <source>ログイン時の自動起動の設定ファイルを削除できません: %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Cannot delete the login start-up file: %1</translation>
     </message>
     <message>
         <source>自動起動の設定のひな形が見つかりません。</source>
-        <translation type="unfinished"></translation>
+        <translation>The template of the start-up file is missing.</translation>
     </message>
     <message>
         <source>自動起動の設定フォルダを作成できません: %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Cannot create the start-up folder: %1</translation>
     </message>
     <message>
         <source>ログイン時の自動起動の設定ファイルを書き込めません: %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Cannot write the login start-up file: %1</translation>
     </message>
 </context>
 <context>

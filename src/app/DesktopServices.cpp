@@ -8,6 +8,8 @@
 #include <QGuiApplication>
 
 DesktopServices::DesktopServices()
+    : feed(QUrl(QStringLiteral(SORAWEN_UPDATE_FEED_URL)),
+          QByteArray::fromBase64(QByteArrayLiteral(SORAWEN_UPDATE_PUBLIC_KEY)))
 {
     if (isWaylandSession()) {
         auto *evdev = new EvdevKeySource(&session);

@@ -11,6 +11,7 @@
 #include "platform/linux/LogindSleepMonitor.h"
 #include "platform/linux/PulseAudioEngine.h"
 #include "platform/linux/QtClipboardPasteboard.h"
+#include "platform/linux/SignedUpdateFeed.h"
 #include "platform/linux/XdgAutostartLoginItem.h"
 
 #include <memory>
@@ -35,6 +36,7 @@ public:
     // Reports the progress of model downloads.
     SpeechAssetManager &assets() { return engines.assets; }
     const SpeechModelStore &modelStore() const { return engines.modelStore; }
+    UpdateFeed &updateFeed() { return feed; }
 
     // True in a Wayland session (the key source and the injector then use device files).
     static bool isWaylandSession();
@@ -52,5 +54,6 @@ private:
     FreedesktopSoundPlayer sounds{engines.log};
     LogindSleepMonitor sleep{engines.log};
     XdgAutostartLoginItem loginItem;
+    SignedUpdateFeed feed;
     DesktopPermissions grants{audio, engines.assets, engines.modelStore, *engines.storedOnDisk, isWaylandSession()};
 };

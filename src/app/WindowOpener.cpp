@@ -1,6 +1,8 @@
 #include "app/WindowOpener.h"
 
+#include <QDesktopServices>
 #include <QGuiApplication>
+#include <QPushButton>
 #include <QScreen>
 #include <QTextStream>
 #include <QWindow>
@@ -20,8 +22,25 @@ bool WindowOpener::showOnboarding()
         tr("はじめての設定のウィンドウはまだありません。"));
 }
 
+void WindowOpener::showUpdateResult(const QString &message, const QUrl &page)
+{
+    delete updateResult;
+    updateResult = new QMessageBox(page.isEmpty() ? QMessageBox::Information : QMessageBox::Question,
+        tr("Sorawen のアップデート"), message, QMessageBox::NoButton);
+    updateResult->setAttribute(Qt::WA_DeleteOnClose);
+    if (!page.isEmpty()) {
+        const QPushButton *open = updateResult->addButton(tr("ダウンロードページを開く"), QMessageBox::AcceptRole);
+        connect(open, &QPushButton::clicked, this, [page] { QDesktopServices::openUrl(page); });
+    }
+    updateResult->addButton(tr("閉じる"), QMessageBox::RejectRole);
+    updateResult->open();
+    updateResult->raise();
+    updateResult->activateWindow();
+}
+
 void WindowOpener::releaseWindows()
 {
+    delete updateResult;
     settingsWindow.reset();
     onboardingWindow.reset();
 }

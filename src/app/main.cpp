@@ -82,9 +82,11 @@ int main(int argc, char *argv[])
         return 0;
     }
 
-    UpdaterModel updater;
     DesktopServices services;
     const AppModel::Environment environment = services.environment();
+    UpdaterModel updater(services.updateFeed(), environment.defaults, environment.clock, environment.log,
+        QVersionNumber::fromString(QApplication::applicationVersion()));
+    QObject::connect(&updater, &UpdaterModel::userCheckFinished, &opener, &WindowOpener::showUpdateResult);
     AppModel model(environment);
     FloatingBar bar(environment.clock);
     bar.show(model);

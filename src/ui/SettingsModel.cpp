@@ -97,7 +97,11 @@ QString SettingsModel::version() const
 
 QString SettingsModel::updateCaption() const
 {
-    return tr("この版には更新の確認先が組み込まれていないため、新しい版は確認しません。確認するときに送るのはアプリの名前と版だけで（どの接続にも含まれる IP アドレスなどは除く）、話した内容や入力した文章は送りません。新しい版があると、メニューバーのアイコンが下向きの矢印に変わります。");
+    const QString host = updater.feedHost();
+    if (host.isEmpty())
+        return tr("この版には更新の確認先が組み込まれていないため、新しい版は確認しません。");
+    return tr("1日に1回、%1 に新しい版があるかを確認します。確認するときに送るのはアプリの名前と版だけで（どの接続にも含まれる IP アドレスなどは除く）、話した内容や入力した文章は送りません。新しい版があると、トレイのアイコンが下向きの矢印に変わります。")
+        .arg(host);
 }
 
 QVariantList SettingsModel::hotkeyChoices() const

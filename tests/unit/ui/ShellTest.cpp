@@ -1,6 +1,10 @@
 #include "app/MenuIcon.h"
 #include "app/TrayMenu.h"
 #include "app/WindowOpener.h"
+#include "FakeUpdateFeed.h"
+#include "ManualClock.h"
+#include "MemoryDefaultsStore.h"
+#include "RecordingLog.h"
 #include "ui/UpdaterModel.h"
 
 #include <QAction>
@@ -38,7 +42,13 @@ TEST(TrayMenu, ListsTheItemsInOrderAndOpensOneSettingsWindow)
 {
     WindowOpener opener;
     opener.setSettingsMaker([] { return std::make_unique<QWindow>(); });
-    UpdaterModel updater;
+    // A build without an update feed.
+    FakeUpdateFeed feed;
+    feed.feedHost.clear();
+    MemoryDefaultsStore defaults;
+    ManualClock clock;
+    RecordingLog log;
+    UpdaterModel updater(feed, defaults, clock, log, QVersionNumber(1));
     TrayMenu tray(opener, updater);
     tray.showState(FlowState::Recording {});
     EXPECT_EQ(tray.symbol(), MenuIcon::Symbol::waveform);
@@ -50,7 +60,7 @@ TEST(TrayMenu, ListsTheItemsInOrderAndOpensOneSettingsWindow)
         else if (action->isVisible())
             items.append(action->text() + (action->isEnabled() ? QString() : QStringLiteral(" (disabled)")));
     }
-    // Nothing can check for updates yet: no update waits, and the check is greyed out.
+    // Nothing can check for updates: no update waits, and the check is greyed out.
     EXPECT_EQ(items,
         QStringList({QStringLiteral("録音中 (disabled)"), QStringLiteral("-"), QStringLiteral("設定を開く"),
             QStringLiteral("はじめての設定（許可）"), QStringLiteral("-"), QStringLiteral("アップデートを確認… (disabled)"),

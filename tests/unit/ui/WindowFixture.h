@@ -3,6 +3,7 @@
 // The coordinator over fakes that the settings and first-run windows are tested with.
 
 #include "CoordinatorFakes.h"
+#include "FakeUpdateFeed.h"
 #include "WaitFor.h"
 #include "dictation/AppModel.h"
 #include "speech/SpeechAssetManager.h"
@@ -56,7 +57,8 @@ inline HistoryItem item(const QString &applicationName, const QString &text, dou
 // A coordinator over fakes, never started: the settings window needs its settings and history only.
 struct WindowFixture : CoordinatorFakes {
     std::unique_ptr<HistoryPersistence> historyFile;
-    UpdaterModel updater;
+    FakeUpdateFeed feed;
+    UpdaterModel updater {feed, defaults, clock, log, QVersionNumber(1)};
     std::unique_ptr<AppModel> model;
     std::unique_ptr<SettingsModel> settings;
     InstantModelStore modelStore {folder.path()};

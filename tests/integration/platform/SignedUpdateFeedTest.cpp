@@ -1,0 +1,134 @@
+#include "WaitFor.h"
+#include "platform/linux/SignedUpdateFeed.h"
+
+#include <QHostAddress>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+namespace {
+
+// Serves `pages` by path on the loopback interface; any other path is 404.
+class PageServer : public QObject
+{
+public:
+    QHash<QByteArray, QByteArray> pages;
+
+    PageServer()
+    {
+        server.listen(QHostAddress::LocalHost);
+        connect(&server, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket *socket = server.nextPendingConnection()) {
+                connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
+                    const QByteArray request = socket->readAll();
+                    const QByteArray path = request.split(' ').value(1);
+                    const bool found = pages.contains(path);
+                    const QByteArray body = pages.value(path);
+                    socket->write(QByteArray(found ? "HTTP/1.1 200 OK\r\n" : "HTTP/1.1 404 Not Found\r\n")
+                        + "Content-Length: " + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+                    socket->disconnectFromHost();
+                });
+            }
+        });
+    }
+    QUrl url(const char *path) const
+    {
+        return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(server.serverPort()).arg(QLatin1StringView(path)));
+    }
+
+private:
+    QTcpServer server;
+};
+
+QByteArray feedJson(const QString &version, const QString &page)
+{
+    return QJsonDocument(QJsonObject {{QStringLiteral("version"), version}, {QStringLiteral("page"), page},
+                             {QStringLiteral("notes"), QStringLiteral("Faster.")}})
+        .toJson(QJsonDocument::Compact);
+}
+
+std::expected<UpdateOffer, QString> fetched(SignedUpdateFeed &feed)
+{
+    std::optional<std::expected<UpdateOffer, QString>> result;
+    [](SignedUpdateFeed &feed, auto &result) -> QCoro::Task<> {
+        auto fetching = feed.fetch();
+        result = co_await fetching;
+    }(feed, result);
+    EXPECT_TRUE(waitFor([&] { return result.has_value(); }, 20000));
+    return result.value_or(std::unexpected(QStringLiteral("no answer")));
+}
+
+TEST(SignedUpdateFeed, AcceptsOnlyWhatItsKeySigned)
+{
+    const SignedUpdateFeed::Keys keys = SignedUpdateFeed::generateKeys();
+    const SignedUpdateFeed::Keys stranger = SignedUpdateFeed::generateKeys();
+    const QByteArray good = feedJson(QStringLiteral("1.4.0"), QStringLiteral("https://example.org/sorawen"));
+    QByteArray tampered = SignedUpdateFeed::sign(good, keys.secretKey);
+    tampered.replace(QByteArray(good.toBase64()), feedJson(QStringLiteral("9.0.0"), QStringLiteral("https://example.org/sorawen")).toBase64());
+
+    PageServer server;
+    server.pages = {
+        {"/good", SignedUpdateFeed::sign(good, keys.secretKey)},
+        {"/stranger", SignedUpdateFeed::sign(good, stranger.secretKey)},
+        {"/tampered", tampered},
+        {"/http-page", SignedUpdateFeed::sign(feedJson(QStringLiteral("1.4.0"), QStringLiteral("http://example.org")), keys.secretKey)},
+        {"/no-version", SignedUpdateFeed::sign(feedJson(QString(), QStringLiteral("https://example.org")), keys.secretKey)},
+        {"/not-json", "<html>maintenance</html>"},
+    };
+    struct Case {
+        const char *path;
+        std::optional<QString> versionOrProblem;
+        bool succeeds;
+    };
+    const Case cases[] = {
+        {"/good", QStringLiteral("1.4.0"), true},
+        {"/stranger", QStringLiteral("更新情報の署名が正しくありません。"), false},
+        {"/tampered", QStringLiteral("更新情報の署名が正しくありません。"), false},
+        {"/http-page", QStringLiteral("更新情報を読み取れませんでした。"), false},
+        {"/no-version", QStringLiteral("更新情報を読み取れませんでした。"), false},
+        {"/not-json", QStringLiteral("更新情報を読み取れませんでした。"), false},
+        {"/missing", QStringLiteral("更新の確認先がエラーを返しました（HTTP 404）。"), false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.path);
+        SignedUpdateFeed feed(server.url(c.path), keys.publicKey);
+        EXPECT_EQ(feed.host(), QStringLiteral("127.0.0.1"));
+        const auto offer = fetched(feed);
+        ASSERT_EQ(offer.has_value(), c.succeeds);
+        if (offer) {
+            EXPECT_EQ(offer->version.toString(), *c.versionOrProblem);
+            EXPECT_EQ(offer->page, QUrl(QStringLiteral("https://example.org/sorawen")));
+            EXPECT_EQ(offer->notes, QStringLiteral("Faster."));
+        } else {
+            EXPECT_EQ(offer.error(), *c.versionOrProblem);
+        }
+    }
+}
+
+TEST(SignedUpdateFeed, NoFeedWithoutKeyOrSafeAddress)
+{
+    const QByteArray key = SignedUpdateFeed::generateKeys().publicKey;
+    EXPECT_TRUE(SignedUpdateFeed(QUrl(), key).host().isEmpty());
+    EXPECT_TRUE(SignedUpdateFeed(QUrl(QStringLiteral("https://updates.example.org/feed.json")), QByteArray()).host().isEmpty());
+    EXPECT_TRUE(SignedUpdateFeed(QUrl(QStringLiteral("http://updates.example.org/feed.json")), key).host().isEmpty());
+    EXPECT_EQ(SignedUpdateFeed(QUrl(QStringLiteral("https://updates.example.org/feed.json")), key).host(),
+        QStringLiteral("updates.example.org"));
+
+    // Nothing listens on the port any more.
+    QUrl closed;
+    {
+        PageServer gone;
+        closed = gone.url("/feed.json");
+    }
+    SignedUpdateFeed feed(closed, key);
+    const auto offer = fetched(feed);
+    ASSERT_FALSE(offer.has_value());
+    EXPECT_TRUE(offer.error().startsWith(QStringLiteral("更新の確認先に接続できませんでした（"))) << offer.error().toStdString();
+}
+
+} // namespace
