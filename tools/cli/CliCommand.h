@@ -54,4 +54,5 @@ int runPromptCommand(const QStringList &arguments);
 int runSettingsCommand(const QStringList &arguments);
 int runSpeechModelCommand(const QStringList &arguments);
 int runTranscribeCommand(const QStringList &arguments);
+int runUpdateFeedCommand(const QStringList &arguments);
 int runValidateCommand(const QStringList &arguments);

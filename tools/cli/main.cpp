@@ -31,6 +31,10 @@ constexpr std::array commands{
         "transcribe FILE.wav [--model PATH [--engine whisper|parakeet] [--vad PATH]] [--language ja_JP|en_US] [--fast]",
         runTranscribeCommand},
     CliCommand{"dictate", "dictate FILE.wav [--language ja_JP|en_US] [--fast]", runDictateCommand},
+    CliCommand{"update-feed",
+        "update-feed --new-keys SECRET_FILE | --sign FEED.json --secret-key SECRET_FILE | --check FILE --public-key "
+        "BASE64",
+        runUpdateFeedCommand},
 };
 
 int printUsage(QTextStream &stream)

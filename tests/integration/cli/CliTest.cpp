@@ -389,3 +389,37 @@ TEST(SpeechModelCommand, StoresTheChoiceThatTranscribeThenUses)
 }
 
 } // namespace
+
+namespace {
+
+TEST(UpdateFeedCommand, NewKeysSignAFeedTheApplicationAccepts)
+{
+    QTemporaryDir folder;
+    const QString secret = folder.filePath(QStringLiteral("secret"));
+    const CliRun keys = runCli({QStringLiteral("update-feed"), QStringLiteral("--new-keys"), secret}, {});
+    ASSERT_EQ(keys.exitCode, 0);
+    EXPECT_EQ(QFile(secret).permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther), QFileDevice::Permissions());
+    // An existing key is never overwritten.
+    EXPECT_EQ(runCli({QStringLiteral("update-feed"), QStringLiteral("--new-keys"), secret}, {}).exitCode, 2);
+
+    const CliRun signedFeed = runCli({QStringLiteral("update-feed"), QStringLiteral("--sign"), QStringLiteral("-"),
+                                         QStringLiteral("--secret-key"), secret},
+        R"({"version": "0.2.0", "page": "https://example.org/sorawen", "notes": ""})");
+    ASSERT_EQ(signedFeed.exitCode, 0);
+    const QString document = folder.filePath(QStringLiteral("feed.json"));
+    QFile file(document);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(signedFeed.out);
+    file.close();
+    auto check = [&](const QByteArray &publicKey) {
+        return runCli({QStringLiteral("update-feed"), QStringLiteral("--check"), document, QStringLiteral("--public-key"),
+                          QString::fromLatin1(publicKey.trimmed())},
+            {});
+    };
+    const CliRun accepted = check(keys.out);
+    EXPECT_EQ(accepted.exitCode, 0);
+    EXPECT_EQ(accepted.out, "0.2.0 https://example.org/sorawen\n");
+    EXPECT_EQ(check(QByteArray(32, 'k').toBase64()).exitCode, 1);
+}
+
+} // namespace
