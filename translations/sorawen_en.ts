@@ -294,10 +294,6 @@
         <translation>Turns speech into text on this computer.</translation>
     </message>
     <message>
-        <source>「許可する」で、いまの言語の音声認識モデルを入れます。</source>
-        <translation>“Allow” installs the speech recognition model of the current language.</translation>
-    </message>
-    <message>
         <source>アクセシビリティ</source>
         <translation>Accessibility</translation>
     </message>
@@ -320,6 +316,10 @@
     <message>
         <source>キーボードを読むには input グループに入る必要があります。端末で「sudo usermod -aG input $USER」を実行し、ログインし直してください。</source>
         <translation>Reading the keyboard needs membership of the input group. Run “sudo usermod -aG input $USER” in a terminal, then log in again.</translation>
+    </message>
+    <message>
+        <source>「許可する」で、いまの言語の音声認識モデルを入れます。自分のモデルファイルやこの端末の文字起こしサーバーは、設定の「一般」で選べます。</source>
+        <translation>“Allow” installs the speech recognition model of the current language. A model file of your own or a transcription server on this computer can be chosen under General in Settings.</translation>
     </message>
 </context>
 <context>

@@ -103,6 +103,13 @@ int main(int argc, char *argv[])
             if (what == model.settings().language.rawValue())
                 onboarding.setSpeechProgress(fraction < 1 ? fraction : -1);
         });
+    QObject::connect(&services.assets(), &SpeechAssetManager::failed, &onboarding,
+        [&](const QString &what, const QString &message) {
+            if (what == model.settings().language.rawValue()) {
+                onboarding.setSpeechProgress(-1);
+                onboarding.setSpeechProblem(message);
+            }
+        });
     opener.setOnboardingMaker([&] { return std::make_unique<OnboardingWindow>(onboarding, settingsModel); });
 
     TrayMenu tray(opener, updater);

@@ -42,14 +42,18 @@ std::expected<void, QString> SpeechAssetManager::ensureFiles(const QString &key,
             if (isInstalled(key))
                 return {};
             const std::expected<std::vector<ModelFile>, QString> missing = store.missingFiles(files);
-            if (!missing)
+            if (!missing) {
+                Q_EMIT failed(key, missing.error());
                 return std::unexpected(missing.error());
+            }
             for (size_t i = 0; i < missing->size(); ++i) {
                 const auto progress = [&](double fraction) {
                     Q_EMIT progressed(key, (double(i) + fraction) / double(missing->size()));
                 };
-                if (std::expected<void, QString> downloaded = store.download((*missing)[i], progress); !downloaded)
+                if (std::expected<void, QString> downloaded = store.download((*missing)[i], progress); !downloaded) {
+                    Q_EMIT failed(key, downloaded.error());
                     return downloaded;
+                }
             }
             std::scoped_lock guard(installedLock);
             installed.insert(key);

@@ -16,8 +16,8 @@ class SpeechModelStore;
 // what is missing, once per language and run: a language confirmed installed is not checked again
 // until the next start.
 // Installations run one at a time on the manager's own thread; ensureInstalled blocks its caller (a
-// worker thread) until done. `progressed` is emitted on that thread, so a receiver of the main
-// thread gets it there, queued.
+// worker thread) until done. `progressed` and `failed` are emitted on that thread, so a receiver of
+// the main thread gets them there, queued.
 class SpeechAssetManager final : public QObject, public SpeechModels
 {
     Q_OBJECT
@@ -38,6 +38,8 @@ public:
 Q_SIGNALS:
     // `what` is the locale identifier, or languageModelKey.
     void progressed(const QString &what, double fraction);
+    // An installation ended without the files, with the reason.
+    void failed(const QString &what, const QString &message);
 
 private:
     std::expected<void, QString> ensureFiles(const QString &key, const std::vector<ModelFile> &files);

@@ -41,7 +41,7 @@ QVariantList OnboardingModel::rows() const
         row(tr("マイク"), tr("話した内容を録音します。"), current.mic,
             tr("マイクが見つかりません。マイクをつなぎ、サウンドの設定で入力に選んでください。")),
         row(tr("音声認識"), tr("この端末の上で音声を文字にします。"), current.speech,
-            tr("「許可する」で、いまの言語の音声認識モデルを入れます。")),
+            tr("「許可する」で、いまの言語の音声認識モデルを入れます。自分のモデルファイルやこの端末の文字起こしサーバーは、設定の「一般」で選べます。")),
         row(tr("アクセシビリティ"), tr("入力先の文脈を読み、Ctrl＋Vを送ります。"), current.ax,
             tr("「許可する」でアクセシビリティを有効にします。すでに起動していたアプリは、再起動すると読めるようになります。")),
         row(tr("入力監視"), tr("どのアプリを使用中でも録音キーを検知します。"), current.listen,
@@ -54,6 +54,14 @@ void OnboardingModel::setSpeechProgress(double fraction)
     if (fraction == progress)
         return;
     progress = fraction;
+    Q_EMIT speechProgressChanged();
+}
+
+void OnboardingModel::setSpeechProblem(const QString &message)
+{
+    if (message == problem)
+        return;
+    problem = message;
     Q_EMIT speechProgressChanged();
 }
 
@@ -97,6 +105,8 @@ void OnboardingModel::request(int row)
     if (row < 0 || row >= int(rowPermissions.size()))
         return;
     const Permission permission = rowPermissions[size_t(row)];
+    if (permission == Permission::speechRecognition)
+        setSpeechProblem({});
     permissions.request(permission, model.settings().language);
     clock.schedule(secondsToDuration(settingsPageDelaySeconds), this,
         [this, permission] { permissions.openPage(permission); });

@@ -21,6 +21,8 @@ class OnboardingModel : public QObject
     Q_PROPERTY(QVariantList rows READ rows NOTIFY statusChanged)
     // The fraction of the speech model downloaded, or -1 while none downloads.
     Q_PROPERTY(double speechProgress READ speechProgress NOTIFY speechProgressChanged)
+    // Why the last installation of the speech model failed; empty after a new request.
+    Q_PROPERTY(QString speechProblem READ speechProblem NOTIFY speechProgressChanged)
 
 public:
     static constexpr double pollSeconds = 1.0;
@@ -34,6 +36,8 @@ public:
     QVariantList rows() const;
     double speechProgress() const { return progress; }
     void setSpeechProgress(double fraction);
+    const QString &speechProblem() const { return problem; }
+    void setSpeechProblem(const QString &message);
 
     // Polls while active: from the moment the window shows until it hides.
     void setActive(bool active);
@@ -58,6 +62,7 @@ private:
     DefaultsStore &defaults;
     Clock &clock;
     PermissionStatus current;
+    QString problem;
     double progress = -1;
     bool isActive = false;
     bool isReading = false;

@@ -95,6 +95,11 @@ QString SettingsModel::version() const
     return QCoreApplication::applicationVersion();
 }
 
+bool SettingsModel::hasUpdateFeed() const
+{
+    return !updater.feedHost().isEmpty();
+}
+
 QString SettingsModel::updateCaption() const
 {
     const QString host = updater.feedHost();

@@ -22,6 +22,8 @@ class SettingsModel : public QObject
     Q_OBJECT
     Q_PROPERTY(bool automaticallyChecks READ automaticallyChecks WRITE setAutomaticallyChecks NOTIFY updaterChanged)
     Q_PROPERTY(bool canCheck READ canCheck NOTIFY updaterChanged)
+    // False when this build has no update feed: the update controls are then greyed out.
+    Q_PROPERTY(bool hasUpdateFeed READ hasUpdateFeed CONSTANT)
     Q_PROPERTY(QString version READ version CONSTANT)
     Q_PROPERTY(QString updateCaption READ updateCaption CONSTANT)
 
@@ -83,6 +85,7 @@ public:
     bool automaticallyChecks() const;
     void setAutomaticallyChecks(bool checks);
     bool canCheck() const;
+    bool hasUpdateFeed() const;
     Q_INVOKABLE void checkForUpdates();
     QString version() const;
     QString updateCaption() const;

@@ -64,6 +64,13 @@ Pane {
                         visible: index === 1 && !modelData.isGranted && root.onboarding.speechProgress >= 0
                         value: root.onboarding.speechProgress
                     }
+                    Label {
+                        Layout.fillWidth: true
+                        visible: index === 1 && !modelData.isGranted && text.length > 0
+                        wrapMode: Text.Wrap
+                        color: root.accent
+                        text: root.onboarding.speechProblem
+                    }
                 }
                 Label {
                     Layout.alignment: Qt.AlignTop

@@ -250,6 +250,7 @@ Pane {
                 GroupHeader { text: qsTr("アップデート") }
                 Toggle {
                     text: qsTr("アップデートを自動で確認")
+                    enabled: root.settings.hasUpdateFeed
                     checked: root.settings.automaticallyChecks
                     onToggled: root.settings.automaticallyChecks = checked
                 }

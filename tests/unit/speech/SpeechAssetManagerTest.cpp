@@ -1,3 +1,4 @@
+#include "WaitFor.h"
 #include "speech/SpeechAssetManager.h"
 #include "platform/SpeechModelStore.h"
 
@@ -84,9 +85,14 @@ TEST(SpeechAssetManager, AFailureIsReportedAndTriedAgainNextTime)
     FakeStore store;
     store.failure = QStringLiteral("The network connection was lost.");
     SpeechAssetManager manager(store);
+    QStringList failures;
+    QObject::connect(&manager, &SpeechAssetManager::failed, &manager,
+        [&](const QString &what, const QString &message) { failures << what + QStringLiteral(": ") + message; });
     EXPECT_EQ(manager.ensureInstalled(QStringLiteral("en_US")),
         std::unexpected(QStringLiteral("The network connection was lost.")));
     EXPECT_FALSE(manager.isInstalled(QStringLiteral("en_US")));
+    EXPECT_TRUE(waitFor([&] { return !failures.isEmpty(); }));
+    EXPECT_EQ(failures, QStringList({QStringLiteral("en_US: The network connection was lost.")}));
     store.failure.reset();
     ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("en_US")));
     EXPECT_EQ(store.checks, 2);
