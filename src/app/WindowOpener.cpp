@@ -25,7 +25,7 @@ bool WindowOpener::showOnboarding()
 void WindowOpener::showUpdateResult(const QString &message, const QUrl &page)
 {
     delete updateResult;
-    updateResult = new QMessageBox(page.isEmpty() ? QMessageBox::Information : QMessageBox::Question,
+    updateResult = new QMessageBox(QMessageBox::Information,
         tr("Sorawen のアップデート"), message, QMessageBox::NoButton);
     updateResult->setAttribute(Qt::WA_DeleteOnClose);
     if (!page.isEmpty()) {

@@ -105,6 +105,7 @@ int main(int argc, char *argv[])
         });
     QObject::connect(&services.assets(), &SpeechAssetManager::failed, &onboarding,
         [&](const QString &what, const QString &message) {
+            environment.log.error(QStringLiteral("models"), QStringLiteral("%1: %2").arg(what, message));
             if (what == model.settings().language.rawValue()) {
                 onboarding.setSpeechProgress(-1);
                 onboarding.setSpeechProblem(message);
