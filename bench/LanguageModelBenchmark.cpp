@@ -1,6 +1,9 @@
 #include "TinyLanguageModel.h"
 #include "core/SystemClock.h"
+#include "core/ThreadBudget.h"
 #include "engines/LlamaLanguageModel.h"
+#include "engines/WhisperRecognizer.h"
+#include "speech/WavFile.h"
 #include "input/DeepContext.h"
 #include "store/RippletSettings.h"
 #include "text/PolishingService.h"
@@ -13,6 +16,7 @@
 #include <QFile>
 #include <QFutureWatcher>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
@@ -228,6 +232,65 @@ void rewriteLimit(const QString &path)
     std::fflush(stdout);
 }
 
+// Recognition of the 11 s recording at the pace of speech, from the end of the input to the final
+// text, alone and with a rewrite's reading running beside it from the recording's start (idle
+// priority, under the thread budget, as the application runs it). Three runs of each.
+void besideRecognition(const QString &languageModelPath, const QString &speechModel)
+{
+    const QString testdata = QStringLiteral(SORAWEN_TESTDATA);
+    const std::expected<AudioBuffer, QString> audio = WavFile::read(testdata + QStringLiteral("/jfk-en.wav"));
+    if (!audio) {
+        std::fprintf(stderr, "the shared test data is not beside the project\n");
+        return;
+    }
+    LlamaLanguageModel model({[languageModelPath]() -> std::expected<QString, QString> { return languageModelPath; }});
+    model.makeSession(QStringLiteral("x"))->prewarm();
+    const auto endToText = [&](int run, bool withReading) {
+        WhisperRecognizer recognizer({testdata + QLatin1Char('/') + speechModel,
+            testdata + QStringLiteral("/silero-vad-v6.2.0.bin"), QStringLiteral("en"), 1.0, 0});
+        if (!recognizer.prepare({}))
+            return -1.0;
+        auto recording = std::make_optional<ThreadBudget::Recording>();
+        std::shared_ptr<LanguageModelSession> session = model.makeSession(instructionsWithContext(100 + run));
+        QThread *reading = QThread::create([session] { session->prewarm(); });
+        if (withReading)
+            reading->start(QThread::IdlePriority);
+        std::future<std::expected<void, QString>> running
+            = std::async(std::launch::async, [&] { return recognizer.run([](const auto &) {}); });
+        const Clock::time_point begin = Clock::now();
+        const std::vector<float> &samples = audio->samples;
+        for (size_t at = 0; at < samples.size(); at += 1024) {
+            const size_t end = std::min(samples.size(), at + 1024);
+            std::this_thread::sleep_until(begin + std::chrono::duration<double>(double(end) / 16000.0));
+            recognizer.append(
+                AudioBuffer{{16000, 1}, std::vector<float>(samples.begin() + long(at), samples.begin() + long(end))});
+        }
+        // The key is released: the recording ends, the reading may use the whole budget again.
+        recording.reset();
+        const Clock::time_point endOfInput = Clock::now();
+        recognizer.finishInput();
+        running.get();
+        const double waited = secondsSince(endOfInput) * 1000;
+        session->cancel();
+        reading->wait();
+        delete reading;
+        return waited;
+    };
+    const auto median = [&](bool withReading) {
+        std::vector<double> runs;
+        for (int run = 0; run < 3; ++run)
+            runs.push_back(endToText(run + (withReading ? 10 : 0), withReading));
+        std::sort(runs.begin(), runs.end());
+        return runs[1];
+    };
+    const double alone = median(false);
+    const double beside = median(true);
+    std::printf("recognition (%s) end of speech to text: alone p50 %.0f ms, with a rewrite reading beside it p50 %.0f "
+                "ms, ratio %.2f\n",
+        qPrintable(speechModel), alone, beside, beside / alone);
+    std::fflush(stdout);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -236,6 +299,7 @@ int main(int argc, char **argv)
     QString realModel;
     QByteArray shape;
     bool limitOnly = false;
+    QString besideSpeechModel;
     std::vector<char *> rest;
     for (int i = 0; i < argc; ++i) {
         const QByteArray argument(argv[i]);
@@ -245,6 +309,8 @@ int main(int argc, char **argv)
             shape = argument.mid(8);
         else if (argument == "--rewrite-limit")
             limitOnly = true;
+        else if (argument.startsWith("--beside-recognition="))
+            besideSpeechModel = QString::fromUtf8(argument.mid(21));
         else
             rest.push_back(argv[i]);
     }
@@ -266,6 +332,11 @@ int main(int argc, char **argv)
         // --rewrite-limit: the whole-recording figures on this shape, and nothing else.
         if (limitOnly) {
             rewriteLimit(large);
+            return 0;
+        }
+        // --beside-recognition=whisper-test-tiny.bin: recognition's wait with this shape's reading beside it.
+        if (!besideSpeechModel.isEmpty()) {
+            besideRecognition(large, besideSpeechModel);
             return 0;
         }
         benchmark::RegisterBenchmark(("randomModelOfShape" + shape).constData(), firstTokenAndSpeed, large)

@@ -125,6 +125,13 @@ void AppModel::setState(FlowState::Value state)
     if (state == currentState)
         return;
     currentState = std::move(state);
+    const bool records = std::holds_alternative<FlowState::Starting>(currentState)
+        || std::holds_alternative<FlowState::Recording>(currentState)
+        || std::holds_alternative<FlowState::Locked>(currentState);
+    if (records && !recordingInBudget)
+        recordingInBudget.emplace();
+    else if (!records)
+        recordingInBudget.reset();
     Q_EMIT stateChanged();
 }
 

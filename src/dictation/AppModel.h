@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Clock.h"
+#include "core/ThreadBudget.h"
 #include "dictation/FlowState.h"
 #include "dictation/HotkeyAction.h"
 #include "dictation/RecordingLifecycle.h"
@@ -170,6 +171,9 @@ private:
     RippletSettings currentSettings;
     RippletHistory currentHistory;
     FlowState::Value currentState = FlowState::Idle{};
+    // Held from the start of a recording until it is released or locked recording ends, so that
+    // the language model's reading leaves recognition its threads meanwhile.
+    std::optional<ThreadBudget::Recording> recordingInBudget;
     QString currentPartialText;
     double currentLevel = 0;
     bool isOnboardingShown = false;

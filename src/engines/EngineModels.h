@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/ThreadBudget.h"
+
 #include <QHash>
 #include <QString>
 
@@ -14,12 +16,12 @@
 // compute with, and one loaded model per file.
 namespace EngineModels {
 
-// `requested` when positive, else as many as the machine has, up to 4.
+// `requested` when positive, else recognition's share of the thread budget.
 inline int threadCount(int requested)
 {
     if (requested > 0)
         return requested;
-    return std::clamp(int(std::thread::hardware_concurrency()), 1, 4);
+    return ThreadBudget::recognition();
 }
 
 // The model loaded from this file, shared while anyone holds it. `load` runs (under the cache's

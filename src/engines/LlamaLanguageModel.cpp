@@ -236,7 +236,7 @@ private:
             parameters.n_ctx
                 = std::uint32_t(std::min(shared->options.contextTokens, llama_model_n_ctx_train(model->model)));
             parameters.n_batch = 512;
-            parameters.n_threads = parameters.n_threads_batch = EngineModels::threadCount(shared->options.threads);
+            parameters.n_threads = parameters.n_threads_batch = threads();
             parameters.no_perf = true;
             workspace = std::make_unique<Workspace>();
             workspace->context = llama_init_from_model(model->model, parameters);
@@ -353,9 +353,16 @@ private:
         return {};
     }
 
+    int threads() const
+    {
+        return shared->options.threads > 0 ? shared->options.threads : ThreadBudget::languageModel();
+    }
+
     std::expected<void, QString> decode(std::vector<llama_token> tokens)
     {
         std::vector<llama_token> &cached = workspace->cached;
+        // A recording may have started or ended since the last step: follow the budget.
+        llama_set_n_threads(workspace->context, threads(), threads());
         const int status = llama_decode(workspace->context, llama_batch_get_one(tokens.data(), int(tokens.size())));
         if (status == 0) {
             read += int(tokens.size());

@@ -21,7 +21,8 @@ public:
     struct Options {
         // The model file, or why there is none (not installed yet); asked when a session starts work.
         std::function<std::expected<QString, QString>()> locate;
-        // 0: as many as the machine has, up to 4.
+        // 0: the language model's share of the thread budget, read before each step (smaller
+        // while a recording runs).
         int threads = 0;
         // Tokens of context per session, at most what the model was trained with.
         int contextTokens = 4096;

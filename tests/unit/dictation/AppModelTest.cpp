@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include <future>
 
 using namespace std::chrono_literals;
@@ -281,6 +283,9 @@ TEST(AppModel, LateStepsOfAnAbandonedRecordingChangeNothing)
     f.installGate(gate);
     f.press();
     ASSERT_TRUE(f.reaches(Kind::recording));
+    // Recognition keeps its threads while the user speaks; the language model has them back after.
+    const int cores = int(std::thread::hardware_concurrency());
+    EXPECT_EQ(ThreadBudget::languageModel(), ThreadBudget::languageModel(cores, true));
     f.model->handle({HotkeyAction::cancelRecording, HotkeyAction::startRecording});
     const quint64 second = *RecordingPhase::generationOf(f.model->lifecycle().phase);
     EXPECT_EQ(second, 2u);
@@ -288,6 +293,7 @@ TEST(AppModel, LateStepsOfAnAbandonedRecordingChangeNothing)
     ASSERT_TRUE(f.recognizerReady());
     f.release();
     ASSERT_TRUE(f.reaches(Kind::success));
+    EXPECT_EQ(ThreadBudget::languageModel(), ThreadBudget::languageModel(cores, false));
     EXPECT_EQ(f.keystroke.sentCount(), 1u);
     EXPECT_EQ(f.model->history().items.size(), 1);
 }
