@@ -68,7 +68,11 @@ QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTa
             return Look{PasteError::noKeystroke, {}};
         if (target.isSecure)
             return Look{PasteError::secureField, {}};
-        const std::optional<CaptureResult> current = AccessibilityServices::captureContext(environment.tree, false);
+        // A read that stalls leaves the identity short of what the desktop would say; a mismatch
+        // gets one more look before it counts as another target.
+        std::optional<CaptureResult> current = AccessibilityServices::captureContext(environment.tree, false);
+        if (!current || current->target != target)
+            current = AccessibilityServices::captureContext(environment.tree, false);
         if (!current || current->target != target)
             return Look{PasteError::targetChanged, {}};
         return Look{{}, AccessibilityServices::focusedValue(environment.tree)};

@@ -34,6 +34,8 @@ public:
     // The last range asked of stringForRange.
     mutable std::optional<AccessibleElement::Range> askedRange;
     mutable std::atomic<int> valueReads{0};
+    // So many reads of the focused element go unanswered (a stalled call) before it answers again.
+    mutable std::atomic<int> unansweredFocusReads{0};
 
     void setFocusedValue(const QString &value)
     {
@@ -52,6 +54,10 @@ public:
     }
     std::unique_ptr<AccessibleElement> focusedElement(const Application &) const override
     {
+        if (unansweredFocusReads > 0) {
+            --unansweredFocusReads;
+            return nullptr;
+        }
         return node(&FakeAccessibilityTree::focused);
     }
 

@@ -154,6 +154,13 @@ TEST(PasteService, ConfirmsAndRestores)
                 };
             },
             PasteOutcome::confirmed, 1050ms, usersClipboard},
+        {"focus unanswered once at the check before the paste", 1.0,
+            [](Fixture &f) {
+                f.tree.setFocusedValue(u"abc"_s);
+                f.tree.unansweredFocusReads = 1;
+                f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"abcHello"_s); };
+            },
+            PasteOutcome::confirmed, 0ms, usersClipboard},
         {"text unreadable before, then showing the dictation", 1.0,
             [](Fixture &f) { f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"Hello"_s); }; },
             PasteOutcome::confirmed, 0ms, usersClipboard},
