@@ -3,10 +3,17 @@
 #             (the whole-dictation desktop test failed one of its last fourteen runs, in its
 #             double-press case, cause not yet found)
 # make build  build only
+# make install   copy the built programs, menu entry, icon and udev rule under PREFIX (default
+#                /usr/local; DESTDIR honoured); builds nothing: run `make build` first
+# make package   build, then the Debian package build/sorawen_VERSION_ARCH.deb (CPack)
+# make package-test  install that package with apt-get, dictate once through the installed program
+#                on the test desktop, remove the package; changes the system, so root or sudo only
 # make test-sanitized  the tests under the address and undefined-behaviour sanitizers
 
 BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
+PREFIX ?= /usr/local
+DESTDIR ?=
 CTEST_ARGS ?=
 
 # Compiler results are cached outside the clone (ccache's own folder); relative paths let a fresh
@@ -14,7 +21,7 @@ CTEST_ARGS ?=
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := true
 
-.PHONY: all deps configure build run test test-sanitized clean
+.PHONY: all deps configure build run test test-sanitized install package package-test clean
 
 all: build
 
@@ -38,6 +45,19 @@ run: build
 
 test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure --timeout 300 -j2 --repeat until-pass:2 $(CTEST_ARGS)
+
+# Installing builds nothing, so `sudo make install` after `make build` never builds as root.
+install:
+	@test -x $(BUILD_DIR)/bin/sorawen || { echo "$(BUILD_DIR)/bin/sorawen is missing: run make build first" >&2; exit 1; }
+	DESTDIR="$(DESTDIR)" cmake --install $(BUILD_DIR) --prefix $(PREFIX) --strip
+
+# cpack installs what the build made into its own staging folder; it compiles nothing.
+package: build
+	cd $(BUILD_DIR) && cpack -G DEB
+
+package-test: package
+	tests/e2e/with-desktop --audio /usr/bin/python3 tests/e2e/package_test.py \
+		$$(ls -t $(BUILD_DIR)/sorawen_*.deb | head -n 1) ../shared/testdata
 
 # The same tests built with the address and undefined-behaviour sanitizers (build-sanitize/).
 # Configured afresh, as the main build, when the engines' prefix changes.
