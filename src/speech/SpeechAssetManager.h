@@ -1,6 +1,5 @@
 #pragma once
 
-#include "core/SerialExecutor.h"
 #include "platform/SpeechRecognizer.h"
 #include "speech/ModelCatalogue.h"
 
@@ -8,6 +7,8 @@
 #include <QSet>
 #include <QString>
 
+#include <future>
+#include <map>
 #include <mutex>
 
 class SpeechModelStore;
@@ -15,9 +16,11 @@ class SpeechModelStore;
 // Makes sure the models of a recognition language, and the language model, are on disk, downloading
 // what is missing, once per language and run: a language confirmed installed is not checked again
 // until the next start.
-// Installations run one at a time on the manager's own thread; ensureInstalled blocks its caller (a
-// worker thread) until done. `progressed` and `failed` are emitted on that thread, so a receiver of
-// the main thread gets them there, queued.
+// An installation runs on its caller's thread (a worker thread), which it blocks until done.
+// Installations of different files run side by side, so a recording's model never waits behind the
+// language model's download; callers that need the same file share one download of it.
+// `progressed` and `failed` are emitted on the installing thread, so a receiver of the main thread
+// gets them there, queued.
 class SpeechAssetManager final : public QObject, public SpeechModels
 {
     Q_OBJECT
@@ -43,10 +46,13 @@ Q_SIGNALS:
 
 private:
     std::expected<void, QString> ensureFiles(const QString &key, const std::vector<ModelFile> &files);
+    // Downloads `file` for `key`, or waits for the download of it that another caller started.
+    std::expected<void, QString> fetch(const QString &key, const ModelFile &file, double from, double share);
 
     SpeechModelStore &store;
-    // Written only on the executor's thread.
-    mutable std::mutex installedLock;
+    mutable std::mutex lock;
     QSet<QString> installed;
-    SerialExecutor executor;
+    // The files downloaded in this run, and the downloads running, by file name.
+    QSet<QString> placed;
+    std::map<QString, std::shared_future<std::expected<void, QString>>> running;
 };

@@ -8,6 +8,9 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <mutex>
+#include <future>
+#include <condition_variable>
 
 namespace {
 
@@ -21,9 +24,26 @@ public:
     QStringList downloads;
     std::optional<QString> failure;
     QString folder;
+    // Downloads of these files wait until `release`.
+    QSet<QString> holds;
+    std::mutex mutex;
+    std::condition_variable held;
+
+    void release(const QString &name)
+    {
+        std::scoped_lock guard(mutex);
+        holds.remove(name);
+        held.notify_all();
+    }
+    int downloadsOf(const QString &name)
+    {
+        std::scoped_lock guard(mutex);
+        return int(downloads.count(name));
+    }
 
     std::expected<std::vector<ModelFile>, QString> missingFiles(const std::vector<ModelFile> &files) override
     {
+        std::scoped_lock guard(mutex);
         ++checks;
         std::vector<ModelFile> missing;
         for (const ModelFile &file : files) {
@@ -34,11 +54,16 @@ public:
     }
     std::expected<void, QString> download(const ModelFile &file, const std::function<void(double)> &progress) override
     {
-        downloads.append(file.name);
+        {
+            std::unique_lock guard(mutex);
+            downloads.append(file.name);
+            held.wait(guard, [&] { return !holds.contains(file.name); });
+        }
         if (failure)
             return std::unexpected(*failure);
         progress(0.5);
         progress(1.0);
+        std::scoped_lock guard(mutex);
         present.insert(file.name);
         if (!folder.isEmpty()) {
             QFile placed(pathOf(file));
@@ -63,7 +88,8 @@ TEST(SpeechAssetManager, InstallsOncePerLanguageAndRun)
         progress.push_back(fraction);
     });
 
-    ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("ja_JP")));
+    // Installed from a worker thread, as every caller does.
+    ASSERT_TRUE(std::async(std::launch::async, [&] { return manager.ensureInstalled(QStringLiteral("ja_JP")); }).get());
     EXPECT_TRUE(progress.empty());
     QCoreApplication::processEvents();
     EXPECT_EQ(
@@ -128,6 +154,31 @@ TEST(SpeechAssetManager, TheLanguageModelIsInstalledOnlyWhenAskedFor)
     ASSERT_FALSE(progressKeys.isEmpty());
     EXPECT_EQ(progressKeys.last(), SpeechAssetManager::languageModelKey);
     EXPECT_EQ(manager.installedLanguageModel(), store.pathOf(ModelCatalogue::languageModel()));
+}
+
+TEST(SpeechAssetManager, ALanguageModelDownloadHoldsUpNoRecordingAndOneFileIsFetchedOnce)
+{
+    QTemporaryDir folder;
+    FakeStore store;
+    store.folder = folder.path();
+    const QString languageModel = ModelCatalogue::languageModel().name;
+    store.holds = {languageModel, QStringLiteral("ggml-base.en.bin")};
+    SpeechAssetManager manager(store);
+    std::future<std::expected<void, QString>> rewriting
+        = std::async(std::launch::async, [&] { return manager.ensureLanguageModelInstalled(); });
+    std::future<std::expected<void, QString>> first
+        = std::async(std::launch::async, [&] { return manager.ensureInstalled(QStringLiteral("en_US")); });
+    std::future<std::expected<void, QString>> second
+        = std::async(std::launch::async, [&] { return manager.ensureInstalled(QStringLiteral("en_US")); });
+    ASSERT_TRUE(waitFor([&] { return store.downloadsOf(QStringLiteral("ggml-base.en.bin")) == 1; }));
+    store.release(QStringLiteral("ggml-base.en.bin"));
+    EXPECT_TRUE(first.get());
+    EXPECT_TRUE(second.get());
+    EXPECT_EQ(rewriting.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    store.release(languageModel);
+    EXPECT_TRUE(rewriting.get());
+    for (const QString &name : {QStringLiteral("ggml-base.en.bin"), QStringLiteral("ggml-silero-v6.2.0.bin"), languageModel})
+        EXPECT_EQ(store.downloadsOf(name), 1) << name.toStdString();
 }
 
 } // namespace
