@@ -3,6 +3,9 @@
 #include "platform/linux/EvdevKeySource.h"
 #include "platform/linux/InjectedKeys.h"
 #include "platform/linux/KeyEventTranslator.h"
+#include "platform/linux/KeyboardLayout.h"
+
+#include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <chrono>
 #include <cstring>
@@ -18,6 +21,8 @@ using namespace std::chrono_literals;
 namespace {
 constexpr auto releaseWait = 1000ms;
 constexpr auto releasePoll = 20ms;
+// The keys the virtual keyboard can press: the main block, where every layout keeps its letters.
+constexpr quint16 lastKey = 127;
 } // namespace
 
 UinputKeystroke::UinputKeystroke(std::function<quint64()> heldModifiers, InjectedKeys &injected)
@@ -32,10 +37,10 @@ UinputKeystroke::UinputKeystroke(std::function<quint64()> heldModifiers, Injecte
     setup.id.vendor = 0x5357;
     setup.id.product = 0x0001;
     std::strncpy(setup.name, EvdevKeySource::ownDeviceName, UINPUT_MAX_NAME_SIZE - 1);
-    const bool isCreated = ::ioctl(descriptor, UI_SET_EVBIT, EV_KEY) == 0
-        && ::ioctl(descriptor, UI_SET_KEYBIT, KEY_LEFTCTRL) == 0
-        && ::ioctl(descriptor, UI_SET_KEYBIT, KEY_LEFTSHIFT) == 0 && ::ioctl(descriptor, UI_SET_KEYBIT, KEY_V) == 0
-        && ::ioctl(descriptor, UI_DEV_SETUP, &setup) == 0 && ::ioctl(descriptor, UI_DEV_CREATE) == 0;
+    bool isCreated = ::ioctl(descriptor, UI_SET_EVBIT, EV_KEY) == 0;
+    for (quint16 key = KEY_ESC; key <= lastKey && isCreated; ++key)
+        isCreated = ::ioctl(descriptor, UI_SET_KEYBIT, key) == 0;
+    isCreated = isCreated && ::ioctl(descriptor, UI_DEV_SETUP, &setup) == 0 && ::ioctl(descriptor, UI_DEV_CREATE) == 0;
     if (!isCreated) {
         ::close(descriptor);
         descriptor = -1;
@@ -69,7 +74,10 @@ bool UinputKeystroke::sendPaste(bool forTerminal)
     std::vector<quint16> chord{KEY_LEFTCTRL};
     if (forTerminal)
         chord.push_back(KEY_LEFTSHIFT);
-    chord.push_back(KEY_V);
+    // The key that types "v" in the user's layout (the compositor reads our key codes through it);
+    // the physical V key where no layout can be read or none of its keys types a Latin v.
+    const std::optional<quint16> typingV = KeyboardLayout::linuxKeyTypingOnDisplay(XKB_KEY_v);
+    chord.push_back(typingV && *typingV <= lastKey ? *typingV : quint16(KEY_V));
     std::vector<InjectedKeys::Key> sent;
     for (const quint16 key : chord)
         sent.push_back({key, true});
