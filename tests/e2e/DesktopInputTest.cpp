@@ -5,6 +5,7 @@
 #include "platform/linux/AtspiAccessibilityTree.h"
 #include "platform/linux/InjectedKeys.h"
 #include "platform/linux/KeyEventTranslator.h"
+#include "platform/linux/KeyboardLayout.h"
 #include "platform/linux/QtClipboardPasteboard.h"
 #include "platform/linux/XInputKeySource.h"
 #include "platform/linux/XTestKeystroke.h"
@@ -20,6 +21,9 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
+
+#include <linux/input-event-codes.h>
+#include <xkbcommon/xkbcommon-keysyms.h>
 
 #include "WaitFor.h"
 
@@ -264,4 +268,17 @@ int main(int argc, char **argv)
     QGuiApplication application(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
+}
+
+// The virtual keyboard's V follows the layout the X server has now.
+TEST(DesktopInput, TheKeyThatTypesVFollowsTheServersLayout)
+{
+    const auto layout = [](const QStringList &arguments) {
+        return QProcess::execute(u"setxkbmap"_s, arguments) == 0;
+    };
+    ASSERT_TRUE(layout({u"-layout"_s, u"us"_s}));
+    EXPECT_EQ(KeyboardLayout::linuxKeyTypingOnDisplay(XKB_KEY_v), quint16(KEY_V));
+    ASSERT_TRUE(layout({u"-layout"_s, u"us"_s, u"-variant"_s, u"dvorak"_s}));
+    EXPECT_EQ(KeyboardLayout::linuxKeyTypingOnDisplay(XKB_KEY_v), quint16(KEY_DOT));
+    ASSERT_TRUE(layout({u"-layout"_s, u"us"_s}));
 }
