@@ -1,6 +1,6 @@
 #include "platform/linux/UinputKeystroke.h"
 
-#include "platform/linux/EvdevKeySource.h"
+#include "platform/linux/EvdevReader.h"
 #include "platform/linux/InjectedKeys.h"
 #include "platform/linux/KeyEventTranslator.h"
 
@@ -31,7 +31,7 @@ UinputKeystroke::UinputKeystroke(std::function<quint64()> heldModifiers, Injecte
     setup.id.bustype = BUS_VIRTUAL;
     setup.id.vendor = 0x5357;
     setup.id.product = 0x0001;
-    std::strncpy(setup.name, EvdevKeySource::ownDeviceName, UINPUT_MAX_NAME_SIZE - 1);
+    std::strncpy(setup.name, EvdevReader::ownDeviceName, UINPUT_MAX_NAME_SIZE - 1);
     const bool isCreated = ::ioctl(descriptor, UI_SET_EVBIT, EV_KEY) == 0
         && ::ioctl(descriptor, UI_SET_KEYBIT, KEY_LEFTCTRL) == 0
         && ::ioctl(descriptor, UI_SET_KEYBIT, KEY_LEFTSHIFT) == 0 && ::ioctl(descriptor, UI_SET_KEYBIT, KEY_V) == 0
