@@ -44,6 +44,10 @@
         <translation type="unfinished"></translation>
     </message>
     <message>
+        <source>入力を送信しました（入力欄は確認できません）</source>
+        <translation>Text sent (the field could not be checked)</translation>
+    </message>
+    <message>
         <source>%1・%2</source>
         <translation type="unfinished"></translation>
     </message>

@@ -3,6 +3,7 @@
 #include "core/Clock.h"
 #include "core/TaskPools.h"
 #include "input/AccessibilityServices.h"
+#include "input/TerminalPolicy.h"
 #include "platform/AccessibilityAccess.h"
 #include "platform/Keystroke.h"
 #include "platform/Pasteboard.h"
@@ -53,25 +54,31 @@ QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTa
     const QPointer<QObject> owner(context);
     const auto isCancelled = [&] { return !owner || (cancelled && cancelled->load()); };
 
-    // What the field looks like before anything is changed; `before` is read only when the
-    // focus is still on the target.
+    const bool isTerminal = TerminalPolicy::isTerminal(target);
+    // What the field looks like before anything is changed, read only when the focus is still on
+    // the target: its text, or for a terminal (whose text changes with any output) where its caret was.
     struct Look {
         std::optional<PasteError> refusal;
         std::optional<QString> before;
+        std::optional<qint64> caret;
     };
-    const QFuture<Look> looking = TaskPools::run(TaskPools::shortWork(), [environment, target] {
+    const QFuture<Look> looking = TaskPools::run(TaskPools::shortWork(), [environment, target, isTerminal] {
         if (!environment.access.isEnabled()) {
             environment.access.requestEnable();
-            return Look{PasteError::notTrusted, {}};
+            return Look{PasteError::notTrusted, {}, {}};
         }
         if (!environment.keystroke.isAvailable())
-            return Look{PasteError::noKeystroke, {}};
+            return Look{PasteError::noKeystroke, {}, {}};
         if (target.isSecure)
-            return Look{PasteError::secureField, {}};
+            return Look{PasteError::secureField, {}, {}};
         const std::optional<CaptureResult> current = AccessibilityServices::captureContext(environment.tree, false);
         if (!current || current->target != target)
-            return Look{PasteError::targetChanged, {}};
-        return Look{{}, AccessibilityServices::focusedValue(environment.tree)};
+            return Look{PasteError::targetChanged, {}, {}};
+        if (!target.hasFocusedElement())
+            return Look{};
+        if (isTerminal)
+            return Look{{}, {}, AccessibilityServices::focusedCaret(environment.tree)};
+        return Look{{}, AccessibilityServices::focusedValue(environment.tree), {}};
     });
     const Look look = co_await looking;
     if (look.refusal)
@@ -84,21 +91,26 @@ QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTa
     environment.pasteboard.setString(text);
     const quint64 changeCount = environment.pasteboard.changeCount();
     const QFuture<bool> sending = TaskPools::run(TaskPools::shortWork(),
-        [&keystroke = environment.keystroke, forTerminal = target.focusedRole == terminalRole] {
-            return keystroke.sendPaste(forTerminal);
-        });
+        [&keystroke = environment.keystroke, isTerminal] { return keystroke.sendPaste(isTerminal); });
     co_await sending;
+    // Nothing to watch: the dictated text stays on the clipboard, as after any paste not seen.
+    if (!target.hasFocusedElement())
+        co_return PasteOutcome::unchecked;
 
     Clock &clock = environment.clock;
     const Clock::Duration deadline = clock.now() + secondsToDuration(std::max(restoreDelay, shortestWait));
     bool isLastLook = false;
     for (;;) {
-        const QFuture<std::optional<QString>> reading = TaskPools::run(
-            TaskPools::shortWork(), [&tree = environment.tree] { return AccessibilityServices::focusedValue(tree); });
+        const QFuture<std::optional<QString>> reading
+            = TaskPools::run(TaskPools::shortWork(), [&tree = environment.tree, isTerminal, caret = look.caret] {
+                  if (!isTerminal)
+                      return AccessibilityServices::focusedValue(tree);
+                  return caret ? AccessibilityServices::focusedTextFrom(tree, *caret) : std::nullopt;
+              });
         const std::optional<QString> after = co_await reading;
         if (!owner)
             co_return std::unexpected(PasteError::cancelled);
-        if (isConfirmed(look.before, after, text)) {
+        if (isTerminal ? after && after->contains(text) : isConfirmed(look.before, after, text)) {
             const bool stillHoldsDictation = environment.pasteboard.changeCount() == changeCount;
             if (PasteboardPolicy::shouldRestoreOriginal(true, stillHoldsDictation)) {
                 environment.pasteboard.clearContents();

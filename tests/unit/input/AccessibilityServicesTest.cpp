@@ -23,10 +23,11 @@ TEST(AccessibilityServices, CapturesTargetAndContext)
     tree.focused->selectedTextRange = AccessibleElement::Range {4, 2};
     tree.focused->identifier = u"entry1"_s;
     tree.focused->hash = 77;
+    tree.application->windowIdentifier = 0x1a00007;
     const std::optional<CaptureResult> result = AccessibilityServices::captureContext(tree, true);
     ASSERT_TRUE(result);
     EXPECT_EQ(result->context, (DeepContext {u"gedit"_s, u"notes.txt — gedit"_s, u"選択"_s, u"前の文。選択"_s}));
-    const InputTarget expected {4242, u"org.gnome.gedit"_s, u"notes.txt — gedit"_s, u"text"_s, u"entry1"_s, 77, false};
+    const InputTarget expected {4242, u"org.gnome.gedit"_s, u"notes.txt — gedit"_s, u"text"_s, u"entry1"_s, 77, false, 0x1a00007};
     EXPECT_EQ(result->target, expected);
     EXPECT_EQ(AccessibilityServices::captureContext(tree, false)->context,
         (DeepContext {u"gedit"_s, u"notes.txt — gedit"_s, {}, {}}));
