@@ -392,6 +392,10 @@
         <translation>The target changed, so nothing was typed and the clipboard was left as it was.</translation>
     </message>
     <message>
+        <source>キーが押されたままのため入力しませんでした。キーを離してからもう一度お試しください。</source>
+        <translation>Nothing was typed because a key is still held down. Release the keys and try again.</translation>
+    </message>
+    <message>
         <source>貼り付けのキーを送れません。/dev/uinput への書き込みを許可してください。</source>
         <translation>The paste keys cannot be sent. Allow writing to /dev/uinput.</translation>
     </message>

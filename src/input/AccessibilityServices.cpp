@@ -8,9 +8,10 @@ namespace {
 constexpr qint64 charactersAroundSelection = 200;
 constexpr qint64 largestValueRead = 2000;
 
+// A role that could not be read (a read cut short by its time-out) may hide a password field.
 bool isSecure(const std::optional<QString> &role, const AccessibleElement &element)
 {
-    return role == AccessibilityServices::secureFieldRole
+    return !role || role == AccessibilityServices::secureFieldRole
         || element.subrole() == AccessibilityServices::secureFieldRole;
 }
 

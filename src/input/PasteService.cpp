@@ -27,6 +27,9 @@ QString description(PasteError error)
     case PasteError::noKeystroke:
         return QCoreApplication::translate(
             "PasteError", "貼り付けのキーを送れません。/dev/uinput への書き込みを許可してください。");
+    case PasteError::modifiersHeld:
+        return QCoreApplication::translate(
+            "PasteError", "キーが押されたままのため入力しませんでした。キーを離してからもう一度お試しください。");
     case PasteError::cancelled: return QCoreApplication::translate("PasteError", "入力を取り消しました。");
     }
     return {};
@@ -90,9 +93,29 @@ QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTa
     environment.pasteboard.clearContents();
     environment.pasteboard.setString(text);
     const quint64 changeCount = environment.pasteboard.changeCount();
-    const QFuture<bool> sending = TaskPools::run(TaskPools::shortWork(),
-        [&keystroke = environment.keystroke, isTerminal] { return keystroke.sendPaste(isTerminal); });
-    co_await sending;
+    // The slow steps (the field's text, the clipboard's formats, the wait for the modifiers) are
+    // behind us: the target is checked once more right before the keys go out.
+    const QFuture<std::optional<PasteError>> sending
+        = TaskPools::run(TaskPools::shortWork(), [environment, target, isTerminal]() -> std::optional<PasteError> {
+              if (!environment.keystroke.waitForModifierRelease())
+                  return PasteError::modifiersHeld;
+              const std::optional<CaptureResult> current
+                  = AccessibilityServices::captureContext(environment.tree, false);
+              if (!current || current->target != target)
+                  return PasteError::targetChanged;
+              if (!environment.keystroke.sendPaste(isTerminal))
+                  return PasteError::noKeystroke;
+              return std::nullopt;
+          });
+    const std::optional<PasteError> notSent = co_await sending;
+    if (notSent) {
+        // Nothing was typed: the user's clipboard comes back, unless somebody replaced it meanwhile.
+        if (owner && environment.pasteboard.changeCount() == changeCount) {
+            environment.pasteboard.clearContents();
+            environment.pasteboard.writeItems(snapshot);
+        }
+        co_return std::unexpected(*notSent);
+    }
     // Nothing to watch: the dictated text stays on the clipboard, as after any paste not seen.
     if (!target.hasFocusedElement())
         co_return PasteOutcome::unchecked;

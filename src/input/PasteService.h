@@ -21,8 +21,9 @@ class QObject;
 enum class PasteOutcome { confirmed, unconfirmed, unchecked };
 
 // `noKeystroke`: the paste shortcut cannot be sent at all (no XTest on X11, no writable /dev/uinput
-// elsewhere), which no accessibility permission would change.
-enum class PasteError { notTrusted, noKeystroke, secureField, targetChanged, cancelled };
+// elsewhere), which no accessibility permission would change. `modifiersHeld`: the user kept holding
+// a modifier key, which would have turned the shortcut into another one.
+enum class PasteError { notTrusted, noKeystroke, secureField, targetChanged, modifiersHeld, cancelled };
 // The user-facing message of an error.
 QString description(PasteError error);
 

@@ -59,13 +59,23 @@ bool UinputKeystroke::write(quint16 type, quint16 code, qint32 value)
     return ::write(descriptor, &event, sizeof(event)) == ssize_t(sizeof(event));
 }
 
+bool UinputKeystroke::waitForModifierRelease()
+{
+    if (!heldModifiers)
+        return true;
+    for (auto waited = 0ms; waited < releaseWait; waited += releasePoll) {
+        if (heldModifiers() == 0)
+            return true;
+        std::this_thread::sleep_for(releasePoll);
+    }
+    return heldModifiers() == 0;
+}
+
 bool UinputKeystroke::sendPaste(bool forTerminal)
 {
     if (!isAvailable())
         return false;
     std::scoped_lock lock(mutex);
-    for (auto waited = 0ms; waited < releaseWait && heldModifiers && heldModifiers() != 0; waited += releasePoll)
-        std::this_thread::sleep_for(releasePoll);
     std::vector<quint16> chord{KEY_LEFTCTRL};
     if (forTerminal)
         chord.push_back(KEY_LEFTSHIFT);

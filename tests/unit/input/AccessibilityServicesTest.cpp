@@ -35,11 +35,20 @@ TEST(AccessibilityServices, CapturesTargetAndContext)
 
 TEST(AccessibilityServices, PasswordFieldsAreNeverRead)
 {
-    for (const bool asSubrole : {false, true}) {
-        SCOPED_TRACE(asSubrole);
+    struct Case {
+        const char *name;
+        std::optional<QString> role, subrole;
+    };
+    const Case cases[] = {
+        {"role", AccessibilityServices::secureFieldRole, std::nullopt},
+        {"subrole", u"text"_s, AccessibilityServices::secureFieldRole},
+        {"role that could not be read", std::nullopt, std::nullopt},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
         FakeAccessibilityTree tree;
-        tree.focused->role = asSubrole ? u"text"_s : AccessibilityServices::secureFieldRole;
-        tree.focused->subrole = asSubrole ? std::optional(AccessibilityServices::secureFieldRole) : std::nullopt;
+        tree.focused->role = c.role;
+        tree.focused->subrole = c.subrole;
         tree.focused->value = u"hunter2"_s;
         tree.focused->selectedText = u"hunter2"_s;
         const CaptureResult result = *AccessibilityServices::captureContext(tree, true);

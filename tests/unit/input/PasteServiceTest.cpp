@@ -113,6 +113,60 @@ TEST(PasteService, RefusalsLeaveTheClipboardAlone)
         description(PasteError::targetChanged), u"入力先が変わったため入力せず、クリップボードも変更していません。"_s);
 }
 
+// Refusals after the clipboard was written: the checks right before the keys go out.
+TEST(PasteService, LastMomentRefusalsGiveTheClipboardBack)
+{
+    struct Case {
+        const char *name;
+        std::function<void(Fixture &)> arrange;
+        PasteError error;
+        bool isSent;
+        QList<PasteboardItem> clipboardAfter;
+    };
+    const QList<PasteboardItem> managers {PasteboardItem {{{u"text/plain"_s, "manager"}}}};
+    const Case cases[] = {
+        {"a modifier still held after the wait", [](Fixture &f) { f.keystroke.modifiersHeld = true; },
+            PasteError::modifiersHeld, false, usersClipboard},
+        {"focus moved while the modifiers were released",
+            [](Fixture &f) {
+                f.keystroke.duringModifierWait = [&f] {
+                    std::scoped_lock lock(f.tree.mutex);
+                    f.tree.focused->hash = 99;
+                };
+            },
+            PasteError::targetChanged, false, usersClipboard},
+        {"another window came up with the same title",
+            [](Fixture &f) {
+                f.keystroke.duringModifierWait = [&f] {
+                    std::scoped_lock lock(f.tree.mutex);
+                    f.tree.application->windowIdentifier = 0x3c00002;
+                };
+            },
+            PasteError::targetChanged, false, usersClipboard},
+        {"the keys could not be sent", [](Fixture &f) { f.keystroke.fails = true; }, PasteError::noKeystroke, true,
+            usersClipboard},
+        {"a clipboard manager took the clipboard meanwhile",
+            [managers](Fixture &f) {
+                f.keystroke.modifiersHeld = true;
+                f.keystroke.duringModifierWait = [&f, managers] { f.pasteboard.writeItems(managers); };
+            },
+            PasteError::modifiersHeld, false, managers},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Fixture f;
+        f.tree.setFocusedValue(u"abc"_s);
+        const InputTarget expected = f.target();
+        c.arrange(f);
+        const auto result = f.run(u"Hello"_s, expected, 1.0);
+        EXPECT_EQ(result.value, std::unexpected(c.error));
+        EXPECT_EQ(f.keystroke.sent.size(), c.isSent ? 1u : 0u);
+        EXPECT_EQ(f.pasteboard.contents, c.clipboardAfter);
+    }
+    EXPECT_EQ(description(PasteError::modifiersHeld),
+        u"キーが押されたままのため入力しませんでした。キーを離してからもう一度お試しください。"_s);
+}
+
 TEST(PasteService, ConfirmsAndRestores)
 {
     struct Case {
