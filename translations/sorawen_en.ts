@@ -44,6 +44,10 @@
         <translation>Text sent (not confirmed)</translation>
     </message>
     <message>
+        <source>入力を送信しました（入力欄は確認できません）</source>
+        <translation>Text sent (the field could not be checked)</translation>
+    </message>
+    <message>
         <source>%1・%2</source>
         <translation>%1 · %2</translation>
     </message>
@@ -401,6 +405,10 @@
     <message>
         <source>入力先が変わったため入力せず、クリップボードも変更していません。</source>
         <translation>The target changed, so nothing was typed and the clipboard was left as it was.</translation>
+    </message>
+    <message>
+        <source>キーが押されたままのため入力しませんでした。キーを離してからもう一度お試しください。</source>
+        <translation>Nothing was typed because a key is still held down. Release the keys and try again.</translation>
     </message>
     <message>
         <source>貼り付けのキーを送れません。/dev/uinput への書き込みを許可してください。</source>

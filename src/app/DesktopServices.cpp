@@ -18,7 +18,9 @@ DesktopServices::DesktopServices()
     } else {
         keys = std::make_unique<XInputKeySource>(injected, &session);
         keystroke = std::make_unique<XTestKeystroke>(injected);
+        activeWindow = std::make_unique<X11ActiveWindow>();
     }
+    tree = std::make_unique<WindowManagerTree>(accessibleTree, activeWindow.get());
 }
 
 // The injector goes first: the virtual keyboard asks the key source which modifiers are held.
@@ -33,6 +35,6 @@ bool DesktopServices::isWaylandSession()
 AppModel::Environment DesktopServices::environment()
 {
     return AppModel::Environment{engines.defaults, engines.clock, *keys, *engines.languageModel, audio,
-        engines.converters, engines.recognizers, engines.recognizers, tree, access, pasteboard, *keystroke,
+        engines.converters, engines.recognizers, engines.recognizers, *tree, access, pasteboard, *keystroke,
         engines.tokenizer, engines.history, engines.log, sounds, sleep, loginItem};
 }

@@ -12,6 +12,8 @@
 #include "platform/linux/PulseAudioEngine.h"
 #include "platform/linux/QtClipboardPasteboard.h"
 #include "platform/linux/SignedUpdateFeed.h"
+#include "platform/linux/WindowManagerTree.h"
+#include "platform/linux/X11ActiveWindow.h"
 #include "platform/linux/XdgAutostartLoginItem.h"
 
 #include <memory>
@@ -20,7 +22,9 @@
 // desktop adapters the session allows. In an X11 session keys come from XInput2 and the paste goes
 // through XTest; in a Wayland session (the application itself runs on XWayland there, where XInput2
 // sees only X clients' keys) keys come from the keyboards' device files and the paste from a
-// virtual keyboard. Main thread; built after the QGuiApplication.
+// virtual keyboard. In an X11 session the window manager completes the accessibility tree, so
+// applications without accessibility have a frontmost window. Main thread; built after the
+// QGuiApplication.
 class DesktopServices
 {
 public:
@@ -47,7 +51,10 @@ private:
     InjectedKeys injected;
     std::unique_ptr<KeyEventSource> keys;
     std::unique_ptr<Keystroke> keystroke;
-    AtspiAccessibilityTree tree;
+    AtspiAccessibilityTree accessibleTree;
+    // In an X11 session only: under Wayland, XWayland's active window says nothing of native windows.
+    std::unique_ptr<X11ActiveWindow> activeWindow;
+    std::unique_ptr<WindowManagerTree> tree;
     AtspiAccess access;
     QtClipboardPasteboard pasteboard;
     PulseAudioEngine audio;

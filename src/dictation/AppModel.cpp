@@ -455,7 +455,7 @@ QCoro::Task<> AppModel::finalize(quint64 generation, QPointer<SpeechService> ser
         co_return;
     }
     const Clock::Duration pastedAt = clock.now();
-    if (*pasted == PasteOutcome::unconfirmed)
+    if (*pasted != PasteOutcome::confirmed)
         environment.log.info(QStringLiteral("paste"), QStringLiteral("the text was not seen in the field; the clipboard keeps it"));
     environment.log.info(timing,
         QStringLiteral("認識 %1ms 清書 %2ms 貼付 %3ms 文字数 %4")
@@ -465,7 +465,9 @@ QCoro::Task<> AppModel::finalize(quint64 generation, QPointer<SpeechService> ser
             .arg(characters));
     recordDictation(target.context.applicationName, raw, finalText);
     setPartialText(finalText);
-    QString message = *pasted == PasteOutcome::confirmed ? tr("入力を確認しました") : tr("入力を送信しました（成否は未確認）");
+    QString message = *pasted == PasteOutcome::confirmed ? tr("入力を確認しました")
+        : *pasted == PasteOutcome::unchecked           ? tr("入力を送信しました（入力欄は確認できません）")
+                                                       : tr("入力を送信しました（成否は未確認）");
     if (note)
         message = tr("%1・%2").arg(message, *note);
     setState(FlowState::Success{message});

@@ -8,9 +8,10 @@ namespace {
 constexpr qint64 charactersAroundSelection = 200;
 constexpr qint64 largestValueRead = 2000;
 
+// A role that could not be read (a read cut short by its time-out) may hide a password field.
 bool isSecure(const std::optional<QString> &role, const AccessibleElement &element)
 {
-    return role == AccessibilityServices::secureFieldRole
+    return !role || role == AccessibilityServices::secureFieldRole
         || element.subrole() == AccessibilityServices::secureFieldRole;
 }
 
@@ -52,6 +53,7 @@ std::optional<CaptureResult> captureContext(const AccessibilityTree &tree, bool 
     result.target.processIdentifier = application->processIdentifier;
     result.target.bundleIdentifier = application->bundleIdentifier;
     result.target.windowTitle = result.context.windowTitle;
+    result.target.windowIdentifier = application->windowIdentifier;
     if (focused) {
         // Every read is a call into another application: the role is read once.
         const std::optional<QString> role = focused->role();
@@ -67,15 +69,46 @@ std::optional<CaptureResult> captureContext(const AccessibilityTree &tree, bool 
     return result;
 }
 
-std::optional<QString> focusedValue(const AccessibilityTree &tree)
+namespace {
+
+// The focused element of the frontmost application, unless it is a password field.
+std::unique_ptr<AccessibleElement> readableFocus(const AccessibilityTree &tree)
 {
     const std::optional<AccessibilityTree::Application> application = tree.frontmostApplication();
     if (!application)
-        return std::nullopt;
-    const std::unique_ptr<AccessibleElement> focused = tree.focusedElement(*application);
+        return nullptr;
+    std::unique_ptr<AccessibleElement> focused = tree.focusedElement(*application);
     if (!focused || isSecure(focused->role(), *focused))
+        return nullptr;
+    return focused;
+}
+
+} // namespace
+
+std::optional<QString> focusedValue(const AccessibilityTree &tree)
+{
+    const std::unique_ptr<AccessibleElement> focused = readableFocus(tree);
+    return focused ? focused->value() : std::nullopt;
+}
+
+std::optional<qint64> focusedCaret(const AccessibilityTree &tree)
+{
+    const std::unique_ptr<AccessibleElement> focused = readableFocus(tree);
+    if (!focused)
         return std::nullopt;
-    return focused->value();
+    const std::optional<AccessibleElement::Range> selection = focused->selectedTextRange();
+    return selection ? std::optional<qint64>(selection->location) : std::nullopt;
+}
+
+std::optional<QString> focusedTextFrom(const AccessibilityTree &tree, qint64 offset)
+{
+    const std::unique_ptr<AccessibleElement> focused = readableFocus(tree);
+    if (!focused)
+        return std::nullopt;
+    const std::optional<qint64> count = focused->numberOfCharacters();
+    if (!count)
+        return std::nullopt;
+    return focused->stringForRange({offset, std::max<qint64>(*count - offset, 0)});
 }
 
 } // namespace AccessibilityServices

@@ -26,5 +26,10 @@ constexpr qsizetype contextCharacterLimit = 400;
 std::optional<CaptureResult> captureContext(const AccessibilityTree &tree, bool includeText);
 // The focused element's text; nothing for a password field or an element without text.
 std::optional<QString> focusedValue(const AccessibilityTree &tree);
+// Where the caret of the focused element is (the start of its selection), in the tree's units;
+// nothing for a password field or an element without text.
+std::optional<qint64> focusedCaret(const AccessibilityTree &tree);
+// The focused element's text from `offset` to its end; nothing as for focusedValue.
+std::optional<QString> focusedTextFrom(const AccessibilityTree &tree, qint64 offset);
 
 } // namespace AccessibilityServices

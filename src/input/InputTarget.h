@@ -15,6 +15,13 @@ struct InputTarget {
     QString focusedIdentifier;
     qint64 focusedElementHash = 0;
     bool isSecure = false;
+    // The active window as the desktop names it (0 when not known): two windows of one application
+    // with the same title are still two targets.
+    quint64 windowIdentifier = 0;
+
+    // No focused element was found (the application has no accessibility, or did not answer): only
+    // the application and its window identify the target.
+    bool hasFocusedElement() const { return focusedElementHash != 0; }
 
     friend bool operator==(const InputTarget &, const InputTarget &) = default;
 };

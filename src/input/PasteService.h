@@ -16,11 +16,14 @@ class Keystroke;
 class Pasteboard;
 class QObject;
 
-enum class PasteOutcome { confirmed, unconfirmed };
+// `unchecked`: the target had no focused element to watch (an application without accessibility),
+// so the paste went to the same window without its field being checked.
+enum class PasteOutcome { confirmed, unconfirmed, unchecked };
 
 // `noKeystroke`: the paste shortcut cannot be sent at all (no XTest on X11, no writable /dev/uinput
-// elsewhere), which no accessibility permission would change.
-enum class PasteError { notTrusted, noKeystroke, secureField, targetChanged, cancelled };
+// elsewhere), which no accessibility permission would change. `modifiersHeld`: the user kept holding
+// a modifier key, which would have turned the shortcut into another one.
+enum class PasteError { notTrusted, noKeystroke, secureField, targetChanged, modifiersHeld, cancelled };
 // The user-facing message of an error.
 QString description(PasteError error);
 
@@ -47,8 +50,6 @@ struct Environment {
     Keystroke &keystroke;
     Clock &clock;
 };
-
-inline const QString terminalRole = QStringLiteral("terminal");
 
 // `cancelled`, when given, is checked between polls; a cancelled paste leaves the dictated text on
 // the clipboard. The paste ends as cancelled, at its next wait, when `context` is destroyed.

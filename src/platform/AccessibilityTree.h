@@ -33,7 +33,8 @@ public:
 };
 
 // The frontmost application and its focused window and element. Callable from any thread; every
-// call returns within a short time even when the application does not answer.
+// call returns within a short time even when the application does not answer. The window and the
+// element belong to the application given, or are nothing.
 class AccessibilityTree
 {
 public:
@@ -41,6 +42,8 @@ public:
         qint32 processIdentifier = 0;
         std::optional<QString> bundleIdentifier;
         QString localizedName;
+        // The desktop's own name of the active window (an X11 window id), 0 when not known.
+        quint64 windowIdentifier = 0;
     };
 
     virtual ~AccessibilityTree() = default;

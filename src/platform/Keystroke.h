@@ -7,7 +7,9 @@ public:
     virtual ~Keystroke() = default;
 
     virtual bool isAvailable() const = 0;
-    // Control+V, or Control+Shift+V for terminals. Waits briefly while the user still holds another
-    // modifier, so the shortcut is not turned into another one. False when it could not be sent.
+    // Waits (about a second at most) while the user holds a modifier key that would turn the
+    // shortcut into another one (Super+V, Alt+Control+V); false when one is still held.
+    virtual bool waitForModifierRelease() = 0;
+    // Control+V, or Control+Shift+V for terminals, at once. False when it could not be sent.
     virtual bool sendPaste(bool forTerminal) = 0;
 };

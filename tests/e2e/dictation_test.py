@@ -59,24 +59,67 @@ def read_json(path):
         return None
 
 
-class Target:
-    """The GTK windows of target_app.py, read through the state file it keeps."""
+class XTerm:
+    """An xterm, which has no accessibility, whose every received byte lands in a file. Stock xterm
+    binds no key to the clipboard; its users bind Control+Shift+V as here."""
 
-    def __init__(self):
+    TITLE = "Sorawen xterm"
+
+    def __init__(self, folder):
+        self.output = os.path.join(folder, "xterm-received")
+        open(self.output, "w").close()
+        self.log = open(os.path.join(folder, "xterm.log"), "w", encoding="utf-8")
+        self.process = subprocess.Popen(
+            ["xterm", "-title", self.TITLE, "-xrm",
+             "XTerm*VT100.translations: #override Shift Ctrl <Key>V: insert-selection(CLIPBOARD)",
+             "-e", "/bin/sh", "-c", f"stty raw -echo; exec cat >> '{self.output}'"],
+            stdout=self.log, stderr=self.log)
+        wait_for("the xterm window", lambda: run("xdotool", "search", "--name", f"^{self.TITLE}$").returncode == 0, 20)
+
+    def text(self):
+        return read_text(self.output) or ""
+
+    def clear(self):
+        # cat appends, so emptying the file starts it over.
+        open(self.output, "w").close()
+
+    def focus(self):
+        xdotool("search", "--name", f"^{self.TITLE}$", "windowactivate", "--sync")
+        active = run("xdotool", "getactivewindow", "getwindowname").stdout.strip()
+        if active != self.TITLE:
+            raise Failure(f"the active window is {active!r}, not the xterm")
+        # The terminal takes keys a moment after it is activated.
+        time.sleep(1)
+
+    def stop(self):
+        self.process.kill()
+        self.process.wait()
+        self.log.close()
+
+
+class Target:
+    """The GTK windows of target_app.py, read through the state file it keeps, and the xterm."""
+
+    def __init__(self, xterm):
         self.state_file = os.environ["SORAWEN_TARGET_STATE"]
         self.pid = int(os.environ["SORAWEN_TARGET_PID"])
+        self.xterm = xterm
 
     def state(self):
         return read_json(self.state_file) or {"texts": {}, "focused": None}
 
     def texts(self):
-        return self.state()["texts"]
+        return dict(self.state()["texts"], xterm=self.xterm.text())
 
     def clear(self):
+        self.xterm.clear()
         os.kill(self.pid, signal.SIGUSR1)
         wait_for("the target's entries to empty", lambda: not any(self.texts().values()), 10)
 
     def focus(self, entry):
+        if entry == "xterm":
+            self.xterm.focus()
+            return
         title, role = {
             "plain": ("Sorawen target", "text"),
             "secret": ("Sorawen target", "password text"),
@@ -326,6 +369,8 @@ class Case:
     entry: str  # focused at the press
     keys: Callable
     lands: bool  # the sentence lands in `entry` and the clipboard comes back; otherwise nothing changes
+    # False where the paste cannot be seen (no accessibility): the clipboard then keeps the sentence.
+    clipboard_back: bool = True
     asks_server: Optional[bool] = None  # None: either is right
     stub_mode: str = "ok"
 
@@ -339,6 +384,8 @@ CASES = [
     Case("the server answers an error", "plain", hold_speak_release, lands=False, asks_server=True, stub_mode="error"),
     Case("the server answers garbage", "plain", hold_speak_release, lands=False, asks_server=True,
          stub_mode="garbage"),
+    Case("xterm: no accessibility, Control+Shift+V", "xterm", hold_speak_release, lands=True, asks_server=True,
+         clipboard_back=False),
 ]
 
 
@@ -373,15 +420,22 @@ class Run:
             others = {name: text for name, text in self.target.texts().items() if name != case.entry and text}
             if others:
                 raise Failure(f"text landed elsewhere too: {others}")
-            last = [None]
+            if case.clipboard_back:
+                last = [None]
 
-            def restored():
-                last[0] = Clipboard.differences(Clipboard.read())
-                return not last[0]
-            try:
-                wait_for("the user's clipboard item to come back", restored, 20, poll=0.3)
-            except Failure as failure:
-                raise Failure(f"{failure}; the clipboard differs: {'; '.join(last[0])}") from None
+                def restored():
+                    last[0] = Clipboard.differences(Clipboard.read())
+                    return not last[0]
+                try:
+                    wait_for("the user's clipboard item to come back", restored, 20, poll=0.3)
+                except Failure as failure:
+                    raise Failure(f"{failure}; the clipboard differs: {'; '.join(last[0])}") from None
+            else:
+                item = Clipboard.read()
+                contents = item["contents"] if item else {}
+                text = next((contents[t] for t in TEXT_TYPES if t in contents), None)
+                if text != SENTENCE:
+                    raise Failure(f"the clipboard holds {text!r}, not the dictated sentence")
         else:
             wait_for("the recording to end", lambda: not self.app.recording_sources(), 20)
             time.sleep(0.3)
@@ -467,6 +521,7 @@ def main():
     stub = Stub(folder)
     app = Application(binary, folder, stub.port)
     clipboard = Clipboard(folder)
+    xterm = None
     failures = []
 
     def report(name, error):
@@ -483,7 +538,8 @@ def main():
         except Failure as failure:
             app.check_alive()
             raise failure
-        session = Run(app, Target(), clipboard, stub, speech)
+        xterm = XTerm(folder)
+        session = Run(app, Target(xterm), clipboard, stub, speech)
         for number, case in enumerate(CASES, 1):
             try:
                 session.case(case, number)
@@ -504,6 +560,8 @@ def main():
         report("driver", traceback.format_exc())
     finally:
         clipboard.release()
+        if xterm is not None:
+            xterm.stop()
         app.stop()
         stub.stop()
     if os.environ.get("SORAWEN_KEEP_STDERR"):

@@ -12,15 +12,28 @@ class FakeKeystroke final : public Keystroke
 {
 public:
     std::atomic<bool> available = true;
+    // The keys cannot be sent although the injector is there (the X connection broke).
+    std::atomic<bool> fails = false;
     std::vector<bool> sent;
     std::function<void()> effect;
+    // Played by the user while the paste waits for the modifiers: true while they stay held.
+    std::atomic<bool> modifiersHeld = false;
+    std::function<void()> duringModifierWait;
     bool isAvailable() const override { return available; }
+    bool waitForModifierRelease() override
+    {
+        if (duringModifierWait)
+            duringModifierWait();
+        return !modifiersHeld;
+    }
     bool sendPaste(bool forTerminal) override
     {
         {
             std::scoped_lock guard(lock);
             sent.push_back(forTerminal);
         }
+        if (fails)
+            return false;
         if (effect)
             effect();
         return true;

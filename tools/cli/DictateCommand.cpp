@@ -107,6 +107,7 @@ public:
     }
 
     bool isAvailable() const override { return true; }
+    bool waitForModifierRelease() override { return true; }
     bool sendPaste(bool) override
     {
         std::scoped_lock guard(lock);

@@ -453,18 +453,30 @@ std::optional<AccessibilityTree::Application> AtspiAccessibilityTree::frontmostA
     return application;
 }
 
-std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedWindow(const Application &) const
+namespace {
+
+// `accessible` when it belongs to process `owner`, as an owned reference.
+AtspiAccessible *refIfOwnedBy(AtspiAccessible *accessible, qint32 owner)
 {
-    if (!worker)
-        return nullptr;
-    return wrap(
-        worker, worker->run<AtspiAccessible *>([worker = worker.get()] { return ref(worker->activeWindow()); }));
+    return accessible != nullptr && processOf(accessible) == owner ? ref(accessible) : nullptr;
 }
 
-std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedElement(const Application &) const
+} // namespace
+
+std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedWindow(const Application &application) const
 {
     if (!worker)
         return nullptr;
-    return wrap(
-        worker, worker->run<AtspiAccessible *>([worker = worker.get()] { return ref(worker->focusedElement()); }));
+    return wrap(worker, worker->run<AtspiAccessible *>([worker = worker.get(), owner = application.processIdentifier] {
+        return refIfOwnedBy(worker->activeWindow(), owner);
+    }));
+}
+
+std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedElement(const Application &application) const
+{
+    if (!worker)
+        return nullptr;
+    return wrap(worker, worker->run<AtspiAccessible *>([worker = worker.get(), owner = application.processIdentifier] {
+        return refIfOwnedBy(worker->focusedElement(), owner);
+    }));
 }

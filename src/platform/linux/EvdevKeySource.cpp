@@ -1,5 +1,6 @@
 #include "platform/linux/EvdevKeySource.h"
 
+#include "platform/linux/EvdevReader.h"
 #include "platform/linux/KeyStream.h"
 #include "store/HotkeyChoice.h"
 
@@ -14,8 +15,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-const char *const EvdevKeySource::ownDeviceName = "Sorawen virtual keyboard";
-
 namespace {
 
 quint64 monotonicNanoseconds(const input_event &event)
@@ -25,15 +24,15 @@ quint64 monotonicNanoseconds(const input_event &event)
 
 bool isKeyboardNode(udev_device *device)
 {
-    const char *node = udev_device_get_devnode(device);
-    const char *keyboard = udev_device_get_property_value(device, "ID_INPUT_KEYBOARD");
-    return node != nullptr && QByteArray(node).startsWith("/dev/input/event") && keyboard != nullptr
-        && QByteArray(keyboard) == "1";
+    // The name is checked once the device is open.
+    return EvdevReader::isKeyboardToRead(QByteArray(udev_device_get_devnode(device)),
+        QByteArray(udev_device_get_property_value(device, "ID_INPUT_KEYBOARD")), QByteArray());
 }
 
 } // namespace
 
 struct EvdevKeySource::Keyboard {
+    QByteArray path;
     int descriptor = -1;
     libevdev *device = nullptr;
     std::unique_ptr<QSocketNotifier> notifier;
@@ -139,6 +138,7 @@ void EvdevKeySource::addKeyboard(const QByteArray &path)
     if (keyboards.contains(path))
         return;
     auto keyboard = std::make_unique<Keyboard>();
+    keyboard->path = path;
     keyboard->descriptor = ::open(path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (keyboard->descriptor < 0) {
         isAccessDenied = isAccessDenied || errno == EACCES || errno == EPERM;
@@ -146,7 +146,7 @@ void EvdevKeySource::addKeyboard(const QByteArray &path)
     }
     if (libevdev_new_from_fd(keyboard->descriptor, &keyboard->device) < 0)
         return;
-    if (QByteArray(libevdev_get_name(keyboard->device)) == ownDeviceName)
+    if (!EvdevReader::isKeyboardToRead(path, "1", QByteArray(libevdev_get_name(keyboard->device))))
         return;
     // The kernel stamps events with the wall clock unless asked for the monotonic one; without it
     // the stamp of the read stands in.
@@ -181,34 +181,19 @@ void EvdevKeySource::readHotplug()
 
 void EvdevKeySource::readKeyboard(Keyboard &keyboard)
 {
-    input_event event{};
-    unsigned int flag = LIBEVDEV_READ_FLAG_NORMAL;
-    for (;;) {
-        const int status = libevdev_next_event(keyboard.device, flag, &event);
-        if (status == LIBEVDEV_READ_STATUS_SYNC) {
-            // Events were dropped: libevdev replays the differences to bring the key state up to date.
-            flag = LIBEVDEV_READ_FLAG_SYNC;
-            if (event.type == EV_KEY)
-                deliver(keyboard, event);
-            continue;
-        }
-        if (status == -EAGAIN && flag == LIBEVDEV_READ_FLAG_SYNC) {
-            flag = LIBEVDEV_READ_FLAG_NORMAL;
-            continue;
-        }
-        if (status != LIBEVDEV_READ_STATUS_SUCCESS)
-            break;
-        if (event.type == EV_KEY)
-            deliver(keyboard, event);
+    const EvdevReader::Drained drained = EvdevReader::drain(
+        [&keyboard](unsigned int flag, input_event &event) { return libevdev_next_event(keyboard.device, flag, &event); },
+        [this, &keyboard](const input_event &event) {
+            const quint64 timestamp
+                = keyboard.hasMonotonicStamps ? monotonicNanoseconds(event) : KeyEventTranslator::now();
+            // Queued by the stream: the handler runs after this read.
+            stream->key(event.code, event.value == 1, timestamp);
+        });
+    if (drained == EvdevReader::Drained::deviceGone) {
+        // An unplugged device stays readable (with an error) until closed: stop listening now, and
+        // forget it once this notification is over, whether or not udev reports the removal.
+        keyboard.notifier->setEnabled(false);
+        QMetaObject::invokeMethod(
+            this, [this, path = keyboard.path] { removeKeyboard(path); }, Qt::QueuedConnection);
     }
-}
-
-void EvdevKeySource::deliver(const Keyboard &keyboard, const input_event &event)
-{
-    // 2 is autorepeat.
-    if (event.value != 0 && event.value != 1)
-        return;
-    const quint64 timestamp = keyboard.hasMonotonicStamps ? monotonicNanoseconds(event) : KeyEventTranslator::now();
-    // Queued by the stream: the handler runs after this read.
-    stream->key(event.code, event.value == 1, timestamp);
 }

@@ -11,7 +11,6 @@
 class KeyStream;
 class LogindSession;
 class QSocketNotifier;
-struct input_event;
 struct libevdev;
 struct udev;
 struct udev_monitor;
@@ -41,9 +40,6 @@ public:
     // The modifier bits held right now on any keyboard; any thread may ask.
     quint64 heldModifiers() const;
 
-    // The name of the virtual keyboard Sorawen types with, which this source ignores.
-    static const char *const ownDeviceName;
-
 private:
     struct Keyboard;
 
@@ -51,7 +47,6 @@ private:
     void removeKeyboard(const QByteArray &path);
     void readKeyboard(Keyboard &keyboard);
     void readHotplug();
-    void deliver(const Keyboard &keyboard, const input_event &event);
 
     udev *context = nullptr;
     udev_monitor *monitor = nullptr;

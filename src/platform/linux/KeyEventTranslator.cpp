@@ -13,10 +13,14 @@ constexpr quint16 leftControl = 29;
 constexpr quint16 leftShift = 42;
 constexpr quint16 rightShift = 54;
 constexpr quint16 leftAlt = 56;
+constexpr quint16 capsLock = 58;
+constexpr quint16 numLock = 69;
+constexpr quint16 scrollLock = 70;
 constexpr quint16 rightControl = 97;
 constexpr quint16 rightAlt = 100;
 constexpr quint16 leftMeta = 125;
 constexpr quint16 rightMeta = 126;
+constexpr quint16 compose = 127;
 constexpr quint16 fn = 0x1d0;
 } // namespace LinuxKey
 
@@ -52,8 +56,18 @@ bool KeyEventTranslator::isSystemKey(quint16 linuxKeyCode)
         || linuxKeyCode == 224 || linuxKeyCode == 225 || linuxKeyCode == 248;
 }
 
+bool KeyEventTranslator::isLockOrCompose(quint16 linuxKeyCode)
+{
+    return linuxKeyCode == LinuxKey::capsLock || linuxKeyCode == LinuxKey::numLock
+        || linuxKeyCode == LinuxKey::scrollLock || linuxKeyCode == LinuxKey::compose;
+}
+
 std::optional<KeyEvent> KeyEventTranslator::translate(quint16 linuxKeyCode, bool isPressed, quint64 timestamp)
 {
+    // A lock key changes a lock state and Compose starts a compose sequence: neither is another key
+    // pressed with the dictation key, and neither has a dictation bit, so the flag word stays as it is.
+    if (isLockOrCompose(linuxKeyCode))
+        return KeyEvent{KeyEventType::flagsChanged, 0, flags, timestamp};
     if (const quint64 bit = flagBit(linuxKeyCode)) {
         const quint64 updated = isPressed ? (flags | bit) : (flags & ~bit);
         if (updated == flags)

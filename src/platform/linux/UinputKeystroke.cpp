@@ -1,6 +1,6 @@
 #include "platform/linux/UinputKeystroke.h"
 
-#include "platform/linux/EvdevKeySource.h"
+#include "platform/linux/EvdevReader.h"
 #include "platform/linux/InjectedKeys.h"
 #include "platform/linux/KeyEventTranslator.h"
 #include "platform/linux/KeyboardLayout.h"
@@ -36,7 +36,7 @@ UinputKeystroke::UinputKeystroke(std::function<quint64()> heldModifiers, Injecte
     setup.id.bustype = BUS_VIRTUAL;
     setup.id.vendor = 0x5357;
     setup.id.product = 0x0001;
-    std::strncpy(setup.name, EvdevKeySource::ownDeviceName, UINPUT_MAX_NAME_SIZE - 1);
+    std::strncpy(setup.name, EvdevReader::ownDeviceName, UINPUT_MAX_NAME_SIZE - 1);
     bool isCreated = ::ioctl(descriptor, UI_SET_EVBIT, EV_KEY) == 0;
     for (quint16 key = KEY_ESC; key <= lastKey && isCreated; ++key)
         isCreated = ::ioctl(descriptor, UI_SET_KEYBIT, key) == 0;
@@ -64,13 +64,23 @@ bool UinputKeystroke::write(quint16 type, quint16 code, qint32 value)
     return ::write(descriptor, &event, sizeof(event)) == ssize_t(sizeof(event));
 }
 
+bool UinputKeystroke::waitForModifierRelease()
+{
+    if (!heldModifiers)
+        return true;
+    for (auto waited = 0ms; waited < releaseWait; waited += releasePoll) {
+        if (heldModifiers() == 0)
+            return true;
+        std::this_thread::sleep_for(releasePoll);
+    }
+    return heldModifiers() == 0;
+}
+
 bool UinputKeystroke::sendPaste(bool forTerminal)
 {
     if (!isAvailable())
         return false;
     std::scoped_lock lock(mutex);
-    for (auto waited = 0ms; waited < releaseWait && heldModifiers && heldModifiers() != 0; waited += releasePoll)
-        std::this_thread::sleep_for(releasePoll);
     std::vector<quint16> chord{KEY_LEFTCTRL};
     if (forTerminal)
         chord.push_back(KEY_LEFTSHIFT);

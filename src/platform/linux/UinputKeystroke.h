@@ -25,6 +25,7 @@ public:
     UinputKeystroke &operator=(const UinputKeystroke &) = delete;
 
     bool isAvailable() const override { return descriptor >= 0; }
+    bool waitForModifierRelease() override;
     bool sendPaste(bool forTerminal) override;
 
 private:

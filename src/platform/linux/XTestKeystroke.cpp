@@ -71,13 +71,24 @@ bool XTestKeystroke::isModifierHeld() const
     return false;
 }
 
+bool XTestKeystroke::waitForModifierRelease()
+{
+    if (!isAvailable())
+        return true;
+    std::scoped_lock lock(mutex);
+    for (auto waited = 0ms; waited < releaseWait; waited += releasePoll) {
+        if (!isModifierHeld())
+            return true;
+        std::this_thread::sleep_for(releasePoll);
+    }
+    return !isModifierHeld();
+}
+
 bool XTestKeystroke::sendPaste(bool forTerminal)
 {
     if (!isAvailable())
         return false;
     std::scoped_lock lock(mutex);
-    for (auto waited = 0ms; waited < releaseWait && isModifierHeld(); waited += releasePoll)
-        std::this_thread::sleep_for(releasePoll);
 
     auto firstCode = [this](xcb_keysym_t symbol) -> xcb_keycode_t {
         std::unique_ptr<xcb_keycode_t, decltype(&std::free)> codes(

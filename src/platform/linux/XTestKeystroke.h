@@ -21,6 +21,7 @@ public:
     XTestKeystroke &operator=(const XTestKeystroke &) = delete;
 
     bool isAvailable() const override;
+    bool waitForModifierRelease() override;
     bool sendPaste(bool forTerminal) override;
 
 private:

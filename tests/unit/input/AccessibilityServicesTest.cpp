@@ -23,10 +23,11 @@ TEST(AccessibilityServices, CapturesTargetAndContext)
     tree.focused->selectedTextRange = AccessibleElement::Range {4, 2};
     tree.focused->identifier = u"entry1"_s;
     tree.focused->hash = 77;
+    tree.application->windowIdentifier = 0x1a00007;
     const std::optional<CaptureResult> result = AccessibilityServices::captureContext(tree, true);
     ASSERT_TRUE(result);
     EXPECT_EQ(result->context, (DeepContext {u"gedit"_s, u"notes.txt — gedit"_s, u"選択"_s, u"前の文。選択"_s}));
-    const InputTarget expected {4242, u"org.gnome.gedit"_s, u"notes.txt — gedit"_s, u"text"_s, u"entry1"_s, 77, false};
+    const InputTarget expected {4242, u"org.gnome.gedit"_s, u"notes.txt — gedit"_s, u"text"_s, u"entry1"_s, 77, false, 0x1a00007};
     EXPECT_EQ(result->target, expected);
     EXPECT_EQ(AccessibilityServices::captureContext(tree, false)->context,
         (DeepContext {u"gedit"_s, u"notes.txt — gedit"_s, {}, {}}));
@@ -34,11 +35,20 @@ TEST(AccessibilityServices, CapturesTargetAndContext)
 
 TEST(AccessibilityServices, PasswordFieldsAreNeverRead)
 {
-    for (const bool asSubrole : {false, true}) {
-        SCOPED_TRACE(asSubrole);
+    struct Case {
+        const char *name;
+        std::optional<QString> role, subrole;
+    };
+    const Case cases[] = {
+        {"role", AccessibilityServices::secureFieldRole, std::nullopt},
+        {"subrole", u"text"_s, AccessibilityServices::secureFieldRole},
+        {"role that could not be read", std::nullopt, std::nullopt},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
         FakeAccessibilityTree tree;
-        tree.focused->role = asSubrole ? u"text"_s : AccessibilityServices::secureFieldRole;
-        tree.focused->subrole = asSubrole ? std::optional(AccessibilityServices::secureFieldRole) : std::nullopt;
+        tree.focused->role = c.role;
+        tree.focused->subrole = c.subrole;
         tree.focused->value = u"hunter2"_s;
         tree.focused->selectedText = u"hunter2"_s;
         const CaptureResult result = *AccessibilityServices::captureContext(tree, true);

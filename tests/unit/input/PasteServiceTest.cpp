@@ -5,6 +5,7 @@
 #include "FakePasteboard.h"
 #include "ManualClock.h"
 #include "input/AccessibilityServices.h"
+#include "input/TerminalPolicy.h"
 #include "platform/AccessibilityAccess.h"
 #include "platform/Keystroke.h"
 #include "platform/Pasteboard.h"
@@ -90,6 +91,9 @@ TEST(PasteService, RefusalsLeaveTheClipboardAlone)
             PasteError::targetChanged, 0},
         {"window title changed", [](Fixture &f, InputTarget &) { f.tree.window->title = u"other"_s; },
             PasteError::targetChanged, 0},
+        {"another window of the application, with the same title",
+            [](Fixture &f, InputTarget &) { f.tree.application->windowIdentifier = 0x3c00002; },
+            PasteError::targetChanged, 0},
         {"nothing frontmost", [](Fixture &f, InputTarget &) { f.tree.application.reset(); }, PasteError::targetChanged,
             0},
     };
@@ -107,6 +111,60 @@ TEST(PasteService, RefusalsLeaveTheClipboardAlone)
     }
     EXPECT_EQ(
         description(PasteError::targetChanged), u"入力先が変わったため入力せず、クリップボードも変更していません。"_s);
+}
+
+// Refusals after the clipboard was written: the checks right before the keys go out.
+TEST(PasteService, LastMomentRefusalsGiveTheClipboardBack)
+{
+    struct Case {
+        const char *name;
+        std::function<void(Fixture &)> arrange;
+        PasteError error;
+        bool isSent;
+        QList<PasteboardItem> clipboardAfter;
+    };
+    const QList<PasteboardItem> managers {PasteboardItem {{{u"text/plain"_s, "manager"}}}};
+    const Case cases[] = {
+        {"a modifier still held after the wait", [](Fixture &f) { f.keystroke.modifiersHeld = true; },
+            PasteError::modifiersHeld, false, usersClipboard},
+        {"focus moved while the modifiers were released",
+            [](Fixture &f) {
+                f.keystroke.duringModifierWait = [&f] {
+                    std::scoped_lock lock(f.tree.mutex);
+                    f.tree.focused->hash = 99;
+                };
+            },
+            PasteError::targetChanged, false, usersClipboard},
+        {"another window came up with the same title",
+            [](Fixture &f) {
+                f.keystroke.duringModifierWait = [&f] {
+                    std::scoped_lock lock(f.tree.mutex);
+                    f.tree.application->windowIdentifier = 0x3c00002;
+                };
+            },
+            PasteError::targetChanged, false, usersClipboard},
+        {"the keys could not be sent", [](Fixture &f) { f.keystroke.fails = true; }, PasteError::noKeystroke, true,
+            usersClipboard},
+        {"a clipboard manager took the clipboard meanwhile",
+            [managers](Fixture &f) {
+                f.keystroke.modifiersHeld = true;
+                f.keystroke.duringModifierWait = [&f, managers] { f.pasteboard.writeItems(managers); };
+            },
+            PasteError::modifiersHeld, false, managers},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Fixture f;
+        f.tree.setFocusedValue(u"abc"_s);
+        const InputTarget expected = f.target();
+        c.arrange(f);
+        const auto result = f.run(u"Hello"_s, expected, 1.0);
+        EXPECT_EQ(result.value, std::unexpected(c.error));
+        EXPECT_EQ(f.keystroke.sent.size(), c.isSent ? 1u : 0u);
+        EXPECT_EQ(f.pasteboard.contents, c.clipboardAfter);
+    }
+    EXPECT_EQ(description(PasteError::modifiersHeld),
+        u"キーが押されたままのため入力しませんでした。キーを離してからもう一度お試しください。"_s);
 }
 
 TEST(PasteService, ConfirmsAndRestores)
@@ -190,13 +248,90 @@ TEST(PasteService, ConfirmsAndRestores)
 TEST(PasteService, TerminalsGetTheShiftedShortcutAndCancellationKeepsTheText)
 {
     Fixture f;
-    f.tree.focused->role = PasteService::terminalRole;
+    f.tree.focused->role = TerminalPolicy::terminalRole;
     f.tree.setFocusedValue(u"$ "_s);
     f.beforePoll = [&f](int wait) { *f.cancelled = wait == 3; };
     const auto result = f.run(u"ls"_s, f.target(), 5.0);
     EXPECT_EQ(result.value, std::unexpected(PasteError::cancelled));
     EXPECT_EQ(f.keystroke.sent, std::vector<bool> {true});
     EXPECT_EQ(f.pasteboard.contents, (QList<PasteboardItem> {PasteboardItem {{{u"text/plain"_s, "ls"}}}}));
+}
+
+TEST(PasteService, TerminalsAndFieldsThatCannotBeRead)
+{
+    struct Case {
+        const char *name;
+        std::function<void(Fixture &)> arrange;
+        PasteOutcome outcome;
+        Clock::Duration waited;
+        bool isTerminal;
+        QList<PasteboardItem> clipboardAfter;
+    };
+    const auto terminal = [](Fixture &f, const QString &text, qint64 caret) {
+        f.tree.focused->role = TerminalPolicy::terminalRole;
+        f.tree.focused->numberOfCharacters = 1000;
+        f.tree.focused->selectedTextRange = AccessibleElement::Range{caret, 0};
+        f.tree.setFocusedValue(text);
+    };
+    const Case cases[] = {
+        {"application without accessibility: sent to the same window, unchecked",
+            [](Fixture &f) {
+                f.tree.application = AccessibilityTree::Application{77, u"xterm"_s, u"XTerm"_s, 0x1400022};
+                f.tree.window->title = u"user@host: ~"_s;
+                f.tree.focused.reset();
+            },
+            PasteOutcome::unchecked, 0ms, true, dictation},
+        {"terminal output before the caret is not the paste",
+            [terminal](Fixture &f) {
+                terminal(f, u"Hello\n$ "_s, 8);
+                f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"Hello\nmail\n$ "_s); };
+                f.beforePoll = [&f](int wait) {
+                    if (wait == 3)
+                        f.tree.setFocusedValue(u"Hello\n$ Hello"_s);
+                };
+            },
+            PasteOutcome::confirmed, 150ms, true, usersClipboard},
+        {"terminal without a caret is never confirmed",
+            [terminal](Fixture &f) {
+                terminal(f, u"$ "_s, 2);
+                f.tree.focused->selectedTextRange.reset();
+                f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"$ Hello"_s); };
+            },
+            PasteOutcome::unconfirmed, 1050ms, true, dictation},
+        {"terminal known by its desktop file id",
+            [](Fixture &f) {
+                f.tree.application->bundleIdentifier = u"org.gnome.Terminal"_s;
+                f.tree.focused->role = u"text"_s;
+                f.tree.focused->numberOfCharacters = 1000;
+                f.tree.focused->selectedTextRange = AccessibleElement::Range{0, 0};
+                f.tree.setFocusedValue(u""_s);
+                f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"Hello"_s); };
+            },
+            PasteOutcome::confirmed, 0ms, true, usersClipboard},
+        {"terminal known by its executable, any case",
+            [](Fixture &f) {
+                f.tree.application->bundleIdentifier = u"Alacritty"_s;
+                f.tree.focused.reset();
+            },
+            PasteOutcome::unchecked, 0ms, true, dictation},
+        {"an editor is no terminal",
+            [](Fixture &f) {
+                f.tree.application->bundleIdentifier = u"org.gnome.TextEditor"_s;
+                f.tree.focused.reset();
+            },
+            PasteOutcome::unchecked, 0ms, false, dictation},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Fixture f;
+        c.arrange(f);
+        const InputTarget expected = f.target();
+        const auto result = f.run(u"Hello"_s, expected, 1.0);
+        EXPECT_EQ(result.value, c.outcome);
+        EXPECT_EQ(result.waited, c.waited);
+        EXPECT_EQ(f.keystroke.sent, std::vector<bool>{c.isTerminal});
+        EXPECT_EQ(f.pasteboard.contents, c.clipboardAfter);
+    }
 }
 
 } // namespace
