@@ -8,6 +8,8 @@
 # make package   build, then the Debian package build/sorawen_VERSION_ARCH.deb (CPack)
 # make package-test  install that package with apt-get, dictate once through the installed program
 #                on the test desktop, remove the package; changes the system, so root or sudo only
+# make bench-latency  the latency harness: dictations through the running application on the test
+#                desktop, p50 and p95 of each stage, idle and peak memory
 # make test-sanitized  the tests under the address and undefined-behaviour sanitizers
 
 BUILD_DIR ?= build
@@ -21,7 +23,7 @@ CTEST_ARGS ?=
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := true
 
-.PHONY: all deps configure build run test test-sanitized install package package-test clean
+.PHONY: all deps configure build run test test-sanitized install package package-test bench-latency clean
 
 all: build
 
@@ -58,6 +60,9 @@ package: build
 package-test: package
 	tests/e2e/with-desktop --audio /usr/bin/python3 tests/e2e/package_test.py \
 		$$(ls -t $(BUILD_DIR)/sorawen_*.deb | head -n 1) ../shared/testdata
+
+bench-latency: build
+	tests/e2e/with-desktop --audio /usr/bin/python3 bench/latency.py $(BUILD_DIR)/bin/sorawen ../shared/testdata
 
 # The same tests built with the address and undefined-behaviour sanitizers (build-sanitize/).
 # Configured afresh, as the main build, when the engines' prefix changes.
