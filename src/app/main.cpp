@@ -14,6 +14,7 @@
 #include "ui/UpdaterModel.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QSocketNotifier>
 #include <QSystemTrayIcon>
 #include <QTextStream>
@@ -62,6 +63,9 @@ int main(int argc, char *argv[])
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Sorawen"));
     QApplication::setApplicationVersion(QStringLiteral(SORAWEN_VERSION));
+    // The menu entry's name, so that a desktop groups the windows under it, and its icon.
+    QGuiApplication::setDesktopFileName(QStringLiteral("sorawen"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/sorawen/app/sorawen.svg")));
     QApplication::setQuitOnLastWindowClosed(false);
     Localization::install(application);
     quitOnTerminationSignals(application);
