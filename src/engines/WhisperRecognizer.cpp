@@ -1,6 +1,7 @@
 #include "engines/WhisperRecognizer.h"
 
 #include "engines/EngineModels.h"
+#include "engines/SpeechGate.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -26,12 +27,8 @@ void silenceEngineLogs()
     (void)silenced;
 }
 
-constexpr float speechThreshold = 0.5F;
-constexpr int vadWindow = 512;
-// A pause this long after speech closes the segment.
-constexpr int pauseSamples = WhisperRecognizer::sampleRate / 2;
-// Whisper's window is 30 s; a segment is closed before it reaches that.
-constexpr size_t longestSegment = size_t(WhisperRecognizer::sampleRate) * 28;
+// A segment with less speech than this that decodes to a stock phrase was noise.
+constexpr size_t shortSpeech = WhisperRecognizer::sampleRate;
 
 enum class ModelKind { whisper, parakeet, unknown };
 
@@ -290,6 +287,7 @@ std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<floa
     parameters.print_special = false;
     parameters.print_timestamps = false;
     parameters.suppress_blank = true;
+    parameters.suppress_nst = true;
     parameters.initial_prompt = initialPrompt.isEmpty() ? nullptr : initialPrompt.constData();
     // The encoder works on 50 frames a second; encoding only what is there, not 30 s, is what
     // makes decoding the open segment again and again affordable.
@@ -315,88 +313,62 @@ std::expected<void, QString> WhisperRecognizer::run(const std::function<void(con
 {
     if (!model && !parakeet)
         return std::unexpected(QCoreApplication::translate("WhisperRecognizer", "音声認識の準備ができていません。"));
-    std::vector<float> open;
+    SpeechGate gate(voice.get());
+    // The recording from `audioStart` on; what the gate will never decode is dropped from the front.
+    std::vector<float> audio;
+    size_t audioStart = 0;
     size_t decodedUpTo = 0;
-    size_t vadUpTo = 0;
-    bool heardSpeech = false;
-    size_t pauseStart = 0;
-    int pauseLength = 0;
     const size_t paceSamples = size_t(options.pace * sampleRate);
 
-    auto emitFinal = [&](size_t end) -> std::expected<void, QString> {
-        std::vector<float> segment(open.begin(), open.begin() + std::ptrdiff_t(end));
-        open.erase(open.begin(), open.begin() + std::ptrdiff_t(end));
-        decodedUpTo = 0;
-        vadUpTo = vadUpTo > end ? vadUpTo - end : 0;
-        heardSpeech = false;
-        pauseLength = 0;
-        if (voice)
-            voice->reset();
-        if (segment.empty())
-            return {};
-        std::expected<QString, QString> text = decode(segment);
+    auto report = [&](const SpeechGate::Segment &segment, bool isFinal) -> std::expected<void, QString> {
+        const auto from = audio.begin() + std::ptrdiff_t(segment.start - audioStart);
+        std::expected<QString, QString> text
+            = decode(std::vector<float>(from, from + std::ptrdiff_t(segment.end - segment.start)));
         if (!text)
             return std::unexpected(text.error());
-        if (!isCancelled)
-            onResult(Result{*text, true});
+        // Whisper answers noise with stock phrases; a segment with little speech that says only one is dropped.
+        if (!isCancelled && !(segment.speech < shortSpeech && isSilencePhrase(*text)))
+            onResult(Result{*text, isFinal});
         return {};
     };
 
     for (;;) {
         bool isLast = false;
+        const size_t before = audio.size();
         {
             std::unique_lock guard(mutex);
-            arrived.wait_for(guard, std::chrono::milliseconds(int(options.pace * 1000)), [&] {
-                return isCancelled || isInputFinished || open.size() + incoming.size() >= decodedUpTo + paceSamples;
-            });
+            arrived.wait_for(guard, std::chrono::milliseconds(int(options.pace * 1000)),
+                [&] { return isCancelled || isInputFinished || incoming.size() >= paceSamples; });
             if (isCancelled)
                 return {};
-            open.insert(open.end(), incoming.begin(), incoming.end());
+            audio.insert(audio.end(), incoming.begin(), incoming.end());
             incoming.clear();
             isLast = isInputFinished;
         }
 
-        // Follow speech and pauses window by window over the new audio.
-        if (voice) {
-            while (vadUpTo + vadWindow <= open.size()) {
-                const std::vector<float> probabilities = voice->probabilities(open.data() + vadUpTo, vadWindow);
-                const bool isSpeech = !probabilities.empty() && probabilities.front() >= speechThreshold;
-                if (isSpeech) {
-                    heardSpeech = true;
-                    pauseLength = 0;
-                } else if (heardSpeech) {
-                    if (pauseLength == 0)
-                        pauseStart = vadUpTo;
-                    pauseLength += vadWindow;
-                }
-                vadUpTo += vadWindow;
-                if (heardSpeech && pauseLength >= pauseSamples) {
-                    if (std::expected<void, QString> closed = emitFinal(pauseStart + vadWindow); !closed)
-                        return closed;
-                    if (isCancelled)
-                        return {};
-                }
-            }
-        }
-        if (open.size() >= longestSegment) {
-            if (std::expected<void, QString> closed = emitFinal(open.size()); !closed)
-                return closed;
-        }
-        if (isLast) {
-            // Without a VAD every bit of audio may hold speech; with one, only heard speech counts.
-            const bool hasSpeech = !voice || heardSpeech;
-            std::expected<void, QString> closed = hasSpeech ? emitFinal(open.size()) : std::expected<void, QString>{};
-            return closed;
-        }
-        const bool worthDecoding = !voice || heardSpeech;
-        if (worthDecoding && open.size() >= decodedUpTo + paceSamples) {
-            decodedUpTo = open.size();
-            std::expected<QString, QString> text = decode(open);
-            if (!text)
-                return std::unexpected(text.error());
+        for (const SpeechGate::Segment &segment : gate.follow(audio.data() + before, audio.size() - before)) {
+            if (std::expected<void, QString> reported = report(segment, true); !reported)
+                return reported;
             if (isCancelled)
                 return {};
-            onResult(Result{*text, false});
+        }
+        if (isLast) {
+            const std::optional<SpeechGate::Segment> rest = gate.finish();
+            return rest ? report(*rest, true) : std::expected<void, QString>{};
+        }
+        const size_t keepFrom = gate.keepFrom();
+        if (keepFrom > audioStart) {
+            audio.erase(audio.begin(), audio.begin() + std::ptrdiff_t(keepFrom - audioStart));
+            audioStart = keepFrom;
+        }
+        const std::optional<SpeechGate::Segment> open = gate.current();
+        const size_t heard = audioStart + audio.size();
+        if (open && heard >= decodedUpTo + paceSamples) {
+            decodedUpTo = heard;
+            if (std::expected<void, QString> reported = report(*open, false); !reported)
+                return reported;
+            if (isCancelled)
+                return {};
         }
     }
 }

@@ -81,10 +81,11 @@ private:
 };
 
 // Recognition with whisper.cpp (a Whisper or a Parakeet TDT model) on 16 kHz mono audio, on the
-// thread that calls run(). The
-// open segment (everything since the last final result) is decoded again each time `pace` of new
-// audio has come in (a volatile result); when the VAD hears a pause after speech, the segment up to
-// the pause is decoded once more and given as a final result; at the end of input the rest is.
+// thread that calls run(). The voice detector decides what is decoded (SpeechGate): a segment
+// opens only after enough speech, and the open segment is decoded again each time `pace` of new
+// audio has come in (a volatile result); when the detector hears a pause after speech, the segment
+// up to the pause is decoded once more and given as a final result; at the end of input the rest
+// is. Silence is never decoded, and a stock phrase decoded from little speech is dropped.
 // Each decode encodes only the segment's own length (audio_ctx cut to it), not 30 s. A cancel is
 // seen between the engine's encoder and decoder runs, so it waits for an encode under way.
 class WhisperRecognizer final : public SpeechRecognizer

@@ -1,5 +1,6 @@
 #include "engines/WhisperRecognizer.h"
 #include "engines/SoxrConverter.h"
+#include "engines/SpeechGate.h"
 #include "speech/WavFile.h"
 
 #include <QElapsedTimer>
@@ -165,6 +166,114 @@ TEST_F(WithTestData, BadModelFilesAreRefusedWithAReason)
     }
     WhisperRecognizer missing({QStringLiteral("/nonexistent/model.bin"), {}, QStringLiteral("en"), 1.0, 1});
     EXPECT_EQ(missing.prepare({}).error(), QStringLiteral("音声認識モデルがありません: /nonexistent/model.bin"));
+}
+
+// A quiet microphone's noise floor (about -54 dBFS), the same every run.
+std::vector<float> silence(double seconds)
+{
+    std::vector<float> samples(size_t(seconds * 16000));
+    unsigned seed = 1;
+    for (float &sample : samples) {
+        seed = seed * 1664525U + 1013904223U;
+        sample = (float(seed >> 8) / 16777216.0F - 0.5F) * 0.004F;
+    }
+    return samples;
+}
+
+std::vector<float> joined(std::initializer_list<std::vector<float>> parts)
+{
+    std::vector<float> all;
+    for (const std::vector<float> &part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+std::vector<float> jfkBetween(double from, double to)
+{
+    const std::vector<float> all = jfk().samples;
+    return std::vector<float>(
+        all.begin() + long(from * 16000), all.begin() + long(std::min(to * 16000, double(all.size()))));
+}
+
+TEST_F(WithTestData, OnlyHeardSpeechIsDecoded)
+{
+    struct Case {
+        const char *name;
+        std::vector<float> audio;
+        size_t segments;
+        // Where the speech starts and ends in `audio`: the segments must cover it whole.
+        double speechStart = 0;
+        double speechEnd = 0;
+    };
+    const Case cases[] = {
+        {"a minute of silence, hands-free", silence(60), 0},
+        // The detector hears four windows of speech in this burst, as it would a start sound picked up.
+        {"a burst then silence", joined({silence(1), jfkBetween(1.0, 1.1), silence(4)}), 0},
+        {"speech after two seconds of silence", joined({silence(2), jfkBetween(0, 11)}), 4, 2.32, 12.62},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        std::expected<std::unique_ptr<VoiceActivity>, QString> voice
+            = VoiceActivity::load(testFile("silero-vad-v6.2.0.bin"));
+        ASSERT_TRUE(voice);
+        SpeechGate gate(voice->get());
+        std::vector<SpeechGate::Segment> segments;
+        for (size_t at = 0; at < c.audio.size(); at += 1000) {
+            const std::vector<SpeechGate::Segment> closed
+                = gate.follow(c.audio.data() + at, std::min<size_t>(1000, c.audio.size() - at));
+            segments.insert(segments.end(), closed.begin(), closed.end());
+            ASSERT_LE(gate.keepFrom(), at + 1000);
+        }
+        if (std::optional<SpeechGate::Segment> last = gate.finish())
+            segments.push_back(*last);
+        EXPECT_EQ(segments.size(), c.segments);
+        if (!segments.empty()) {
+            // The first word is kept whole, and so is the last; the silence before is not decoded.
+            EXPECT_LE(double(segments.front().start) / 16000, c.speechStart - 0.1);
+            EXPECT_GE(double(segments.front().start) / 16000, c.speechStart - 1.0);
+            EXPECT_GE(double(segments.back().end) / 16000, c.speechEnd);
+            for (const SpeechGate::Segment &segment : segments)
+                EXPECT_GE(segment.speech, SpeechGate::minimumSpeech);
+        }
+
+        // The recogniser decodes what the gate lets through and nothing else.
+        WhisperRecognizer recognizer(tinyOptions());
+        ASSERT_TRUE(recognizer.prepare({}));
+        recognizer.append(AudioBuffer{AudioFormat{16000, 1}, c.audio});
+        recognizer.finishInput();
+        std::vector<SpeechRecognizer::Result> results;
+        ASSERT_TRUE(recognizer.run([&](const auto &result) { results.push_back(result); }));
+        if (c.segments == 0)
+            EXPECT_TRUE(results.empty()) << results.front().text.toStdString();
+        else
+            EXPECT_FALSE(results.empty());
+    }
+}
+
+TEST(SilencePhrases, StockAnswersToNoiseAreKnown)
+{
+    struct Case {
+        const char *text;
+        bool isSilence;
+    };
+    const Case cases[] = {
+        {"ご視聴ありがとうございました", true},
+        {" ご視聴ありがとうございました。", true},
+        {" Thank you.", true},
+        {" Thank you. Thank you.", true},
+        {"[BLANK_AUDIO]", true},
+        {"(拍手)", true},
+        {"（拍手）ありがとうございました", true},
+        {" [Music] ♪", true},
+        {" Thank you for the report.", false},
+        {"会議は三時からです。", false},
+        {" YouTube", false},
+        {"", false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(isSilencePhrase(QString::fromUtf8(c.text)), c.isSilence);
+    }
 }
 
 TEST(SoxrConverter, ResamplesAndMixesDown)
