@@ -56,7 +56,8 @@ public:
         const QString &localeIdentifier, const QStringList &contextualStrings);
     // Ends the input; the final transcript (empty when recognition never started).
     QFuture<std::expected<QString, SpeechServiceError>> finish();
-    // Starts the microphone. Fails with noInput when the input has no usable format, cancelled when
+    // Starts the microphone and returns once it is heard. Fails with noInput when the input has no
+    // usable format or delivers nothing within a few seconds, cancelled when
     // the service was already started or stopped, engineFailed when the engine does not start.
     QFuture<std::expected<void, SpeechServiceError>> startCapture();
     // Stops the input and the recogniser: from now on no text, level or interruption is delivered.
@@ -121,6 +122,8 @@ private:
     }
     void consume(const AudioBuffer &buffer);
     void convertAndYield(const AudioBuffer &buffer);
+    // With `lock` held: what the converter still holds goes to the sink.
+    void flushConverter();
     void scheduleRestart(Clock::Duration delay);
     RestartResult restartInput();
     void giveUp();

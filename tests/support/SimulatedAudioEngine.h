@@ -15,6 +15,8 @@ public:
     int failingStarts = 0;
     int starts = 0;
     bool running = false;
+    // Started, but never heard: no buffer ever comes.
+    bool isSilent = false;
     std::optional<AudioFormat> tapFormat;
     TapHandler tap;
     // Guards `tap`: buffers come from the test while a worker may remove the tap.
@@ -46,6 +48,7 @@ public:
     }
     void stop() override { running = false; }
     bool isRunning() const override { return running; }
+    bool awaitFirstBuffer(std::chrono::milliseconds) override { return running && !isSilent; }
     void setConfigurationChangeHandler(std::function<void()> handler) override
     {
         configurationChanged = std::move(handler);

@@ -2,6 +2,7 @@
 
 #include "platform/AudioEngine.h"
 
+#include <condition_variable>
 #include <mutex>
 
 struct pa_context;
@@ -28,6 +29,7 @@ public:
     std::expected<void, QString> start() override;
     void stop() override;
     bool isRunning() const override;
+    bool awaitFirstBuffer(std::chrono::milliseconds limit) override;
     void setConfigurationChangeHandler(std::function<void()> handler) override;
 
     // Called on libpulse's thread.
@@ -48,4 +50,8 @@ private:
     AudioFormat tapFormat;
     std::function<void()> configurationChanged;
     bool isStopping = false;
+    // The stream start() opened: whether it has been heard, or has ended. Signalled by `changed`.
+    bool isHeard = false;
+    bool hasEnded = false;
+    std::condition_variable changed;
 };

@@ -289,8 +289,14 @@ TEST(SoxrConverter, ResamplesAndMixesDown)
         EXPECT_LE(output->frameLength(), 373);
         produced += output->frameLength();
     }
-    // 102,400 frames at 44.1 kHz are 37,152 at 16 kHz; the filter holds back its delay (tens of ms).
+    // 102,400 frames at 44.1 kHz are 37,152 at 16 kHz; the filter holds back its delay (tens of ms)
+    // until it is flushed.
     EXPECT_NEAR(double(produced), 37152.0, 37152.0 * 0.03);
+    EXPECT_LT(double(produced), 37152.0 - 100);
+    const AudioBuffer tail = converter->flush();
+    EXPECT_EQ(tail.format, (AudioFormat{16000, 1}));
+    EXPECT_NEAR(double(produced + tail.frameLength()), 37152.0, 2.0);
+    EXPECT_EQ(converter->flush().frameLength(), 0);
     EXPECT_FALSE(converter->convert(AudioBuffer{AudioFormat{48000, 1}, std::vector<float>(10)}, 10));
     EXPECT_EQ(factory.make(AudioFormat{0, 0}, AudioFormat{16000, 1}), nullptr);
 }
