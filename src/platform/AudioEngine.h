@@ -50,6 +50,10 @@ public:
     // nothing came within `limit`, or the engine was stopped or failed meanwhile.
     virtual bool awaitFirstBuffer(std::chrono::milliseconds limit) = 0;
     virtual void setConfigurationChangeHandler(std::function<void()> handler) = 0;
+    // A stream of its own on the same input, for one recording, so that stopping it never touches
+    // another recording's; nothing when this engine is the only one. Never blocks: the new engine
+    // reaches the audio system on first use.
+    virtual std::unique_ptr<AudioEngine> makeStream() = 0;
 };
 
 // Converts buffers of one format into another (sample rate and channel count).

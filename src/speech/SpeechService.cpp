@@ -15,7 +15,8 @@ constexpr std::chrono::milliseconds liveLimit = 3s;
 
 SpeechService::SpeechService(const Environment &environment, QObject *parent)
     : QObject(parent)
-    , engine(environment.engine)
+    , ownStream(environment.engine.makeStream())
+    , engine(ownStream ? *ownStream : environment.engine)
     , converters(environment.converters)
     , recognizers(environment.recognizers)
     , models(environment.models)

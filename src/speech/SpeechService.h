@@ -130,6 +130,8 @@ private:
     // The recogniser and its results, once prepareAnalyzer has published them.
     std::pair<SpeechRecognizer *, QFuture<Transcript>> currentSession() const;
 
+    // The recording's own stream when the environment's engine makes one, else that engine.
+    std::unique_ptr<AudioEngine> ownStream;
     AudioEngine &engine;
     AudioConverterFactory &converters;
     SpeechRecognizerFactory &recognizers;

@@ -2,8 +2,10 @@
 
 #include "platform/AudioEngine.h"
 
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 inline const AudioFormat mic48k{48000, 1};
 
@@ -48,6 +50,18 @@ public:
     }
     void stop() override { running = false; }
     bool isRunning() const override { return running; }
+    // With `makesStreams`, each recording gets an engine of its own, kept in `streams`.
+    bool makesStreams = false;
+    std::vector<SimulatedAudioEngine *> streams;
+    std::unique_ptr<AudioEngine> makeStream() override
+    {
+        if (!makesStreams)
+            return nullptr;
+        auto stream = std::make_unique<SimulatedAudioEngine>();
+        stream->format = format;
+        streams.push_back(stream.get());
+        return stream;
+    }
     bool awaitFirstBuffer(std::chrono::milliseconds) override { return running && !isSilent; }
     void setConfigurationChangeHandler(std::function<void()> handler) override
     {

@@ -22,6 +22,7 @@ public:
     void stop() override;
     bool isRunning() const override { return running; }
     // The file plays from the moment the engine starts.
+    std::unique_ptr<AudioEngine> makeStream() override { return nullptr; }
     bool awaitFirstBuffer(std::chrono::milliseconds) override { return running; }
     void setConfigurationChangeHandler(std::function<void()>) override { }
 

@@ -45,13 +45,21 @@ struct SourceQuery {
 
 } // namespace
 
-PulseAudioEngine::PulseAudioEngine()
+PulseAudioEngine::PulseAudioEngine(bool isConnectedNow)
     : mainloop(pa_threaded_mainloop_new())
 {
     if (mainloop == nullptr || pa_threaded_mainloop_start(mainloop) < 0)
         return;
+    if (!isConnectedNow)
+        return;
     MainloopLock lock(mainloop);
     connectContext();
+}
+
+std::unique_ptr<AudioEngine> PulseAudioEngine::makeStream()
+{
+    // A connection of its own: the server's notices and the stream belong to one recording.
+    return std::make_unique<PulseAudioEngine>(false);
 }
 
 PulseAudioEngine::~PulseAudioEngine()

@@ -18,7 +18,8 @@ struct pa_threaded_mainloop;
 class PulseAudioEngine final : public AudioEngine
 {
 public:
-    PulseAudioEngine();
+    // `isConnectedNow`: reach the server here rather than on first use.
+    explicit PulseAudioEngine(bool isConnectedNow = true);
     ~PulseAudioEngine() override;
     PulseAudioEngine(const PulseAudioEngine &) = delete;
     PulseAudioEngine &operator=(const PulseAudioEngine &) = delete;
@@ -31,6 +32,7 @@ public:
     bool isRunning() const override;
     bool awaitFirstBuffer(std::chrono::milliseconds limit) override;
     void setConfigurationChangeHandler(std::function<void()> handler) override;
+    std::unique_ptr<AudioEngine> makeStream() override;
 
     // Called on libpulse's thread.
     void notifyConfigurationChange();

@@ -190,6 +190,27 @@ TEST(SpeechServiceCapture, LateBuffersAfterStopChangeNothing)
     EXPECT_FALSE(f.engine.running);
 }
 
+TEST(SpeechServiceCapture, EachRecordingStopsOnlyItsOwnStream)
+{
+    SimulatedAudioEngine shared;
+    shared.makesStreams = true;
+    TaggingConverters converters;
+    ScriptedRecognizers recognizers;
+    ManualClock clock;
+    const SpeechService::Environment environment{shared, converters, recognizers, recognizers, clock};
+    SpeechService first(environment);
+    ASSERT_TRUE(first.startCapture().result());
+    SpeechService second(environment);
+    ASSERT_TRUE(second.startCapture().result());
+    ASSERT_EQ(shared.streams.size(), 2u);
+    // The first recording's cancel comes late, after the second one started.
+    first.cancel().waitForFinished();
+    EXPECT_FALSE(shared.streams[0]->running);
+    EXPECT_TRUE(shared.streams[1]->running);
+    EXPECT_TRUE(shared.streams[1]->tapFormat);
+    EXPECT_FALSE(shared.running);
+}
+
 TEST(SpeechServiceCapture, DeviceChanges)
 {
     struct Case {
