@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <thread>
 
 namespace {
 
@@ -166,6 +168,140 @@ void VoiceActivity::reset()
     whisper_vad_reset_state(context);
 }
 
+// What a recording's recognition needs loaded: the model, one decoding state, the voice detector.
+struct WarmSession {
+    QString modelFile;
+    QString vadModelFile;
+    std::shared_ptr<WhisperModel> model;
+    std::shared_ptr<ParakeetModel> parakeet;
+    whisper_state *whisperState = nullptr;
+    parakeet_state *parakeetState = nullptr;
+    std::unique_ptr<VoiceActivity> voice;
+
+    WarmSession() = default;
+    WarmSession(const WarmSession &) = delete;
+    WarmSession &operator=(const WarmSession &) = delete;
+    ~WarmSession()
+    {
+        if (whisperState != nullptr)
+            whisper_free_state(whisperState);
+        if (parakeetState != nullptr)
+            parakeet_free_state(parakeetState);
+    }
+
+    static std::expected<std::unique_ptr<WarmSession>, QString> load(const WhisperRecognizer::Options &options)
+    {
+        auto session = std::make_unique<WarmSession>();
+        session->modelFile = options.modelFile;
+        session->vadModelFile = options.vadModelFile;
+        if (options.engine == WhisperRecognizer::Engine::parakeet) {
+            std::expected<std::shared_ptr<ParakeetModel>, QString> loaded = ParakeetModel::load(options.modelFile);
+            if (!loaded)
+                return std::unexpected(loaded.error());
+            session->parakeet = *loaded;
+            session->parakeetState = parakeet_init_state(session->parakeet->context());
+        } else {
+            std::expected<std::shared_ptr<WhisperModel>, QString> loaded = WhisperModel::load(options.modelFile);
+            if (!loaded)
+                return std::unexpected(loaded.error());
+            session->model = *loaded;
+            session->whisperState = whisper_init_state(session->model->context());
+        }
+        // One decoding state for the whole recording: the open segment is decoded again and again.
+        if (session->whisperState == nullptr && session->parakeetState == nullptr)
+            return std::unexpected(
+                QCoreApplication::translate("WhisperRecognizer", "音声認識の作業領域を確保できません。"));
+        if (!options.vadModelFile.isEmpty()) {
+            std::expected<std::unique_ptr<VoiceActivity>, QString> vad = VoiceActivity::load(options.vadModelFile);
+            if (!vad)
+                return std::unexpected(vad.error());
+            session->voice = std::move(*vad);
+        }
+        return session;
+    }
+};
+
+namespace {
+
+// Keeps the session of the last recording loaded for the next one (loading the Japanese model and
+// its state takes seconds), and frees it after a few idle minutes. One session is kept: asking for
+// other files (another language) frees it first. Made once and never destroyed, so nothing is
+// freed while the process exits.
+class WarmSessions
+{
+public:
+    static WarmSessions &instance()
+    {
+        static auto *sessions = new WarmSessions;
+        return *sessions;
+    }
+
+    // The kept session for these files, if there is one; it is the caller's until keep().
+    std::unique_ptr<WarmSession> take(const QString &modelFile, const QString &vadModelFile)
+    {
+        std::unique_ptr<WarmSession> taken;
+        {
+            std::scoped_lock guard(mutex);
+            taken = std::move(kept);
+        }
+        if (taken && (taken->modelFile != modelFile || taken->vadModelFile != vadModelFile))
+            taken.reset();
+        if (taken && taken->voice)
+            taken->voice->reset();
+        return taken;
+    }
+
+    void keep(std::unique_ptr<WarmSession> session)
+    {
+        std::unique_ptr<WarmSession> replaced;
+        {
+            std::scoped_lock guard(mutex);
+            replaced = std::move(kept);
+            kept = std::move(session);
+            idleUntil = std::chrono::steady_clock::now() + idleRelease;
+            if (!reaper.joinable())
+                reaper = std::thread([this] { reap(); });
+            changed.notify_all();
+        }
+    }
+
+    void clear()
+    {
+        std::unique_ptr<WarmSession> released;
+        std::scoped_lock guard(mutex);
+        released = std::move(kept);
+    }
+
+private:
+    static constexpr auto idleRelease = std::chrono::minutes(5);
+
+    void reap()
+    {
+        std::unique_lock guard(mutex);
+        for (;;) {
+            if (!kept) {
+                changed.wait(guard);
+                continue;
+            }
+            if (changed.wait_until(guard, idleUntil) == std::cv_status::timeout
+                && std::chrono::steady_clock::now() >= idleUntil) {
+                std::unique_ptr<WarmSession> idle = std::move(kept);
+                guard.unlock();
+                idle.reset();
+                guard.lock();
+            }
+        }
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::unique_ptr<WarmSession> kept;
+    std::chrono::steady_clock::time_point idleUntil;
+    std::thread reaper;
+};
+
+} // namespace
+
 std::optional<WhisperRecognizer::Engine> WhisperRecognizer::engineOf(const QString &fileName)
 {
     switch (kindOf(fileName)) {
@@ -183,36 +319,36 @@ WhisperRecognizer::WhisperRecognizer(Options options)
 
 WhisperRecognizer::~WhisperRecognizer()
 {
-    if (whisperState != nullptr)
-        whisper_free_state(whisperState);
-    if (parakeetState != nullptr)
-        parakeet_free_state(parakeetState);
+    if (session)
+        WarmSessions::instance().keep(std::move(session));
+}
+
+std::expected<void, QString> WhisperRecognizer::prewarm(const Options &options)
+{
+    if (std::unique_ptr<WarmSession> kept = WarmSessions::instance().take(options.modelFile, options.vadModelFile)) {
+        WarmSessions::instance().keep(std::move(kept));
+        return {};
+    }
+    std::expected<std::unique_ptr<WarmSession>, QString> loaded = WarmSession::load(options);
+    if (!loaded)
+        return std::unexpected(loaded.error());
+    WarmSessions::instance().keep(std::move(*loaded));
+    return {};
+}
+
+void WhisperRecognizer::releaseWarm()
+{
+    WarmSessions::instance().clear();
 }
 
 std::expected<void, QString> WhisperRecognizer::prepare(const QStringList &contextualStrings)
 {
-    if (options.engine == Engine::parakeet) {
-        std::expected<std::shared_ptr<ParakeetModel>, QString> loaded = ParakeetModel::load(options.modelFile);
+    session = WarmSessions::instance().take(options.modelFile, options.vadModelFile);
+    if (!session) {
+        std::expected<std::unique_ptr<WarmSession>, QString> loaded = WarmSession::load(options);
         if (!loaded)
             return std::unexpected(loaded.error());
-        parakeet = *loaded;
-        parakeetState = parakeet_init_state(parakeet->context());
-    } else {
-        std::expected<std::shared_ptr<WhisperModel>, QString> loaded = WhisperModel::load(options.modelFile);
-        if (!loaded)
-            return std::unexpected(loaded.error());
-        model = *loaded;
-        whisperState = whisper_init_state(model->context());
-    }
-    // One decoding state for the whole session: the open segment is decoded again and again.
-    if (whisperState == nullptr && parakeetState == nullptr)
-        return std::unexpected(
-            QCoreApplication::translate("WhisperRecognizer", "音声認識の作業領域を確保できません。"));
-    if (!options.vadModelFile.isEmpty()) {
-        std::expected<std::unique_ptr<VoiceActivity>, QString> vad = VoiceActivity::load(options.vadModelFile);
-        if (!vad)
-            return std::unexpected(vad.error());
-        voice = std::move(*vad);
+        session = std::move(*loaded);
     }
     // The user's words steer the decoder towards their spelling.
     initialPrompt = contextualStrings.join(language == "ja" ? QStringLiteral("、") : QStringLiteral(", ")).toUtf8();
@@ -251,14 +387,14 @@ void WhisperRecognizer::cancel()
 
 std::expected<QString, QString> WhisperRecognizer::decodeWithParakeet(const std::vector<float> &samples)
 {
-    parakeet_state *state = parakeetState;
+    parakeet_state *state = session->parakeetState;
     parakeet_full_params parameters = parakeet_full_default_params(PARAKEET_SAMPLING_GREEDY);
     parameters.n_threads = EngineModels::threadCount(options.threads);
     parameters.no_context = true;
     parameters.abort_callback = [](void *cancelled) { return static_cast<std::atomic<bool> *>(cancelled)->load(); };
     parameters.abort_callback_user_data = &isCancelled;
-    const int status
-        = parakeet_full_with_state(parakeet->context(), state, parameters, samples.data(), int(samples.size()));
+    const int status = parakeet_full_with_state(
+        session->parakeet->context(), state, parameters, samples.data(), int(samples.size()));
     QString text;
     if (status == 0) {
         for (int i = 0; i < parakeet_full_n_segments_from_state(state); ++i)
@@ -272,9 +408,9 @@ std::expected<QString, QString> WhisperRecognizer::decodeWithParakeet(const std:
 
 std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<float> &samples)
 {
-    if (parakeet)
+    if (session->parakeet)
         return decodeWithParakeet(samples);
-    whisper_state *state = whisperState;
+    whisper_state *state = session->whisperState;
     whisper_full_params parameters = whisper_full_default_params(WHISPER_SAMPLING_GREEDY);
     parameters.n_threads = EngineModels::threadCount(options.threads);
     parameters.language = language.constData();
@@ -292,12 +428,12 @@ std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<floa
     // The encoder works on 50 frames a second; encoding only what is there, not 30 s, is what
     // makes decoding the open segment again and again affordable.
     const int frames = int(std::ceil(double(samples.size()) / sampleRate * 50.0)) + 16;
-    parameters.audio_ctx = std::min(frames, whisper_n_audio_ctx(model->context()));
+    parameters.audio_ctx = std::min(frames, whisper_n_audio_ctx(session->model->context()));
     parameters.abort_callback = [](void *cancelled) { return static_cast<std::atomic<bool> *>(cancelled)->load(); };
     parameters.abort_callback_user_data = &isCancelled;
 
     const int status
-        = whisper_full_with_state(model->context(), state, parameters, samples.data(), int(samples.size()));
+        = whisper_full_with_state(session->model->context(), state, parameters, samples.data(), int(samples.size()));
     QString text;
     if (status == 0) {
         for (int i = 0; i < whisper_full_n_segments_from_state(state); ++i)
@@ -311,9 +447,9 @@ std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<floa
 
 std::expected<void, QString> WhisperRecognizer::run(const std::function<void(const Result &)> &onResult)
 {
-    if (!model && !parakeet)
+    if (!session)
         return std::unexpected(QCoreApplication::translate("WhisperRecognizer", "音声認識の準備ができていません。"));
-    SpeechGate gate(voice.get());
+    SpeechGate gate(session->voice.get());
     // The recording from `audioStart` on; what the gate will never decode is dropped from the front.
     std::vector<float> audio;
     size_t audioStart = 0;

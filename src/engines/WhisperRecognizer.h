@@ -15,6 +15,7 @@ struct parakeet_state;
 struct whisper_state;
 struct whisper_context;
 struct whisper_vad_context;
+struct WarmSession;
 
 // A whisper.cpp model file loaded once and shared by every session that uses it (each session has
 // its own decoding state).
@@ -104,6 +105,13 @@ public:
 
     explicit WhisperRecognizer(Options options);
 
+    // Loads the model, a decoding state and the voice detector of `options` before the first
+    // recording needs them. What a recording used stays loaded for the next one with the same
+    // files, until a few idle minutes have passed or other files are asked for.
+    static std::expected<void, QString> prewarm(const Options &options);
+    // Frees what is kept loaded now.
+    static void releaseWarm();
+
     // The engine a model file is for, read from its header; nothing when it is for neither.
     static std::optional<Engine> engineOf(const QString &fileName);
     ~WhisperRecognizer() override;
@@ -122,11 +130,9 @@ private:
     std::expected<QString, QString> decodeWithParakeet(const std::vector<float> &samples);
 
     Options options;
-    std::shared_ptr<WhisperModel> model;
-    std::shared_ptr<ParakeetModel> parakeet;
-    whisper_state *whisperState = nullptr;
-    parakeet_state *parakeetState = nullptr;
-    std::unique_ptr<VoiceActivity> voice;
+    // The model, its decoding state and the voice detector; kept loaded for the next recording
+    // when this one ends.
+    std::unique_ptr<WarmSession> session;
     QByteArray initialPrompt;
     QByteArray language;
 
