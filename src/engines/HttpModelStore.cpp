@@ -30,6 +30,18 @@ QString failure(const ModelFile &file, const QString &reason)
         .arg(file.name, reason);
 }
 
+// Puts a verified part in the file's place.
+std::expected<void, QString> place(
+    const ModelFile &file, const QString &partPath, const std::function<void(double)> &progress, const QString &path)
+{
+    QFile::remove(path);
+    if (!QFile::rename(partPath, path))
+        return std::unexpected(failure(file, QCoreApplication::translate("HttpModelStore", "所定の場所に置けません")));
+    if (progress)
+        progress(1.0);
+    return {};
+}
+
 } // namespace
 
 HttpModelStore::HttpModelStore(QString folder)
@@ -67,6 +79,12 @@ std::expected<void, QString> HttpModelStore::download(
     if (!part.open(QIODevice::ReadWrite))
         return std::unexpected(failure(file, part.errorString()));
     const qint64 resumeFrom = part.size();
+    // A part that is already whole (the process ended before placing it) would get "416 Range Not
+    // Satisfiable" for ever; it is checked and placed instead.
+    if (resumeFrom > 0 && hasChecksum(partPath, file)) {
+        part.close();
+        return place(file, partPath, progress, pathOf(file));
+    }
 
     QNetworkAccessManager network;
     QNetworkRequest request(QUrl(urlFor ? urlFor(file) : file.url));
@@ -140,10 +158,5 @@ std::expected<void, QString> HttpModelStore::download(
         return std::unexpected(
             failure(file, QCoreApplication::translate("HttpModelStore", "チェックサムが一致しません")));
     }
-    QFile::remove(pathOf(file));
-    if (!QFile::rename(partPath, pathOf(file)))
-        return std::unexpected(failure(file, QCoreApplication::translate("HttpModelStore", "所定の場所に置けません")));
-    if (progress)
-        progress(1.0);
-    return {};
+    return place(file, partPath, progress, pathOf(file));
 }

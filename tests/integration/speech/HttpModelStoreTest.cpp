@@ -1,7 +1,9 @@
 #include "engines/HttpModelStore.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -139,6 +141,21 @@ TEST(HttpModelStore, AnInterruptedDownloadResumes)
     ASSERT_TRUE(f.download(file, "/cut"));
     EXPECT_EQ(f.server.ranges, QList<QByteArray>{"Range: bytes=" + QByteArray::number(f.body.size() / 2) + '-'});
     EXPECT_EQ(contentOf(f.store.pathOf(file)), f.body);
+}
+
+TEST(HttpModelStore, AWholePartLeftBehindIsVerifiedAndPlaced)
+{
+    Fixture f;
+    const ModelFile file = fileFor(f.body);
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(f.store.pathOf(file)).path()));
+    QFile part(f.store.pathOf(file) + QStringLiteral(".part"));
+    ASSERT_TRUE(part.open(QIODevice::WriteOnly));
+    part.write(f.body);
+    part.close();
+    ASSERT_TRUE(f.download(file, "/file"));
+    EXPECT_EQ(f.server.requests, 0);
+    EXPECT_EQ(contentOf(f.store.pathOf(file)), f.body);
+    EXPECT_FALSE(part.exists());
 }
 
 TEST(HttpModelStore, FailuresNeverLeaveAFileInPlace)
