@@ -4,7 +4,10 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -22,6 +25,39 @@ bool hasChecksum(const QString &path, const ModelFile &file)
     if (!hash.addData(&content))
         return false;
     return hash.result().toHex() == file.checksum;
+}
+
+// A file verified once is remembered beside it by its checksum, size and modification time, so a
+// large model is not read whole at every start; a file changed since is verified again.
+QByteArray fingerprint(const QString &path, const ModelFile &file)
+{
+    const QFileInfo info(path);
+    return file.checksum + ' ' + QByteArray::number(info.size()) + ' '
+        + QByteArray::number(info.lastModified().toMSecsSinceEpoch());
+}
+
+QString notePath(const QString &path)
+{
+    return path + QStringLiteral(".verified");
+}
+
+bool isVerified(const QString &path, const ModelFile &file)
+{
+    if (!QFileInfo::exists(path))
+        return false;
+    QFile note(notePath(path));
+    if (note.open(QIODevice::ReadOnly) && note.readAll() == fingerprint(path, file))
+        return true;
+    if (!hasChecksum(path, file)) {
+        QFile::remove(notePath(path));
+        return false;
+    }
+    QSaveFile written(notePath(path));
+    if (written.open(QIODevice::WriteOnly)) {
+        written.write(fingerprint(path, file));
+        written.commit();
+    }
+    return true;
 }
 
 QString failure(const ModelFile &file, const QString &reason)
@@ -62,7 +98,7 @@ std::expected<std::vector<ModelFile>, QString> HttpModelStore::missingFiles(cons
 {
     std::vector<ModelFile> missing;
     for (const ModelFile &file : files) {
-        if (!hasChecksum(pathOf(file), file))
+        if (!isVerified(pathOf(file), file))
             missing.push_back(file);
     }
     return missing;

@@ -1,6 +1,7 @@
 #include "engines/HttpModelStore.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -202,6 +203,16 @@ TEST(HttpModelStore, ADamagedInstalledFileCountsAsMissing)
     QFile installed(f.store.pathOf(file));
     ASSERT_TRUE(installed.open(QIODevice::ReadWrite));
     installed.resize(installed.size() / 2);
+    installed.close();
+    EXPECT_EQ(f.store.missingFiles({file}).value(), std::vector<ModelFile>{file});
+
+    // Verified once, then remembered: a change of the same size is still seen by its time.
+    ASSERT_TRUE(f.download(file, "/file"));
+    EXPECT_TRUE(f.store.missingFiles({file}).value().empty());
+    ASSERT_TRUE(installed.open(QIODevice::ReadWrite));
+    installed.seek(0);
+    installed.write("x");
+    installed.setFileTime(QDateTime::currentDateTime().addSecs(10), QFileDevice::FileModificationTime);
     installed.close();
     EXPECT_EQ(f.store.missingFiles({file}).value(), std::vector<ModelFile>{file});
 }
