@@ -94,6 +94,50 @@ void endOfInputToText(benchmark::State &state)
 }
 BENCHMARK(endOfInputToText)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(1);
 
+// A recording's preparation: the first one of a run loads the model, its decoding state and the
+// voice detector; the next one takes what the first left loaded.
+void preparation(benchmark::State &state, const char *model)
+{
+    if (!QFile::exists(testFile(model))) {
+        state.SkipWithError("the shared test data is not beside the project");
+        return;
+    }
+    const WhisperRecognizer::Options options{
+        testFile(model), testFile("silero-vad-v6.2.0.bin"), QStringLiteral("en"), 1.0, 0};
+    auto prepareOnce = [&] {
+        const auto start = std::chrono::steady_clock::now();
+        WhisperRecognizer recognizer(options);
+        const bool isPrepared = bool(recognizer.prepare({}));
+        const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        return isPrepared ? elapsed : -1.0;
+    };
+    for (auto _ : state) {
+        WhisperRecognizer::releaseWarm();
+        const double first = prepareOnce();
+        const double second = prepareOnce();
+        if (first < 0 || second < 0) {
+            state.SkipWithError("the model did not load");
+            return;
+        }
+        state.SetIterationTime(second);
+        state.counters["first_ms"] = first * 1000;
+        state.counters["second_ms"] = second * 1000;
+        state.counters["first_over_second"] = first / second;
+    }
+}
+
+void tinyPreparation(benchmark::State &state)
+{
+    preparation(state, "whisper-test-tiny.bin");
+}
+BENCHMARK(tinyPreparation)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
+
+void largePreparation(benchmark::State &state)
+{
+    preparation(state, "whisper-test-large.bin");
+}
+BENCHMARK(largePreparation)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
+
 } // namespace
 
 int main(int argc, char **argv)

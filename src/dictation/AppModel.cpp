@@ -94,6 +94,7 @@ void AppModel::start()
                     .arg(currentSettings.hotkey.rawValue()));
     }
     polishing.prewarm(currentSettings.language);
+    environment.recognizers.prewarm(localeIdentifier(currentSettings.language));
     // Asking for the input's format connects the audio engine to its server ahead of the first
     // recording; other applications' text can only be read with the accessibility bus on; and the
     // first read of another application's tree is slow (its connection is made then), so one is
@@ -616,6 +617,7 @@ QCoro::Task<> AppModel::installLanguage(RecognitionLanguage language, bool wasId
             showFailure(installed.error());
         co_return;
     }
+    environment.recognizers.prewarm(localeIdentifier(language));
     const QFuture<void> prewarmed = polishing.prewarm(language);
     co_await prewarmed;
     if (self && currentSettings.language == language && wasIdle && !recordingLifecycle.isBusy()

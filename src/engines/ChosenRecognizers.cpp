@@ -1,11 +1,32 @@
 #include "engines/ChosenRecognizers.h"
 
+#include "core/TaskPools.h"
 #include "engines/OpenAiTranscriptionRecognizer.h"
 #include "engines/WhisperRecognizer.h"
 #include "speech/ModelCatalogue.h"
 #include "store/SpeechModelChoice.h"
 
 #include <QFile>
+
+namespace {
+
+WhisperRecognizer::Options whisperOptions(
+    const SpeechModelChoice::Source &source, const SpeechModelStore &installed, const QString &localeIdentifier)
+{
+    const auto *file = std::get_if<SpeechModelChoice::File>(&source);
+    WhisperRecognizer::Options options;
+    options.modelFile
+        = file != nullptr ? file->path : installed.pathOf(ModelCatalogue::recognitionModel(localeIdentifier));
+    // The voice-activity model comes with the catalogue; an own model uses it once it is there.
+    if (const QString vad = installed.pathOf(ModelCatalogue::voiceActivityModel()); QFile::exists(vad))
+        options.vadModelFile = vad;
+    options.language = localeIdentifier.left(2);
+    // A file of neither kind is handed to whisper, whose load says it cannot read it.
+    options.engine = WhisperRecognizer::engineOf(options.modelFile).value_or(WhisperRecognizer::Engine::whisper);
+    return options;
+}
+
+} // namespace
 
 ChosenRecognizers::ChosenRecognizers(
     const DefaultsStore &defaults, SpeechModels &catalogue, const SpeechModelStore &installed)
@@ -41,15 +62,21 @@ std::unique_ptr<SpeechRecognizer> ChosenRecognizers::make(const QString &localeI
         return std::make_unique<OpenAiTranscriptionRecognizer>(
             OpenAiTranscriptionRecognizer::Options{endpoint->url, endpoint->model, code});
 
-    const auto *file = std::get_if<SpeechModelChoice::File>(&source);
-    WhisperRecognizer::Options options;
-    options.modelFile
-        = file != nullptr ? file->path : installed.pathOf(ModelCatalogue::recognitionModel(localeIdentifier));
-    // The voice-activity model comes with the catalogue; an own model uses it once it is there.
-    if (const QString vad = installed.pathOf(ModelCatalogue::voiceActivityModel()); QFile::exists(vad))
-        options.vadModelFile = vad;
-    options.language = code;
-    // A file of neither kind is handed to whisper, whose load says it cannot read it.
-    options.engine = WhisperRecognizer::engineOf(options.modelFile).value_or(WhisperRecognizer::Engine::whisper);
-    return std::make_unique<WhisperRecognizer>(options);
+    return std::make_unique<WhisperRecognizer>(whisperOptions(source, installed, localeIdentifier));
+}
+
+void ChosenRecognizers::prewarm(const QString &localeIdentifier)
+{
+    const std::optional<RecognitionLanguage> language = RecognitionLanguage::fromRawValue(localeIdentifier);
+    if (!language)
+        return;
+    const SpeechModelChoice::Source source = SpeechModelChoice::load(defaults).of(*language);
+    if (std::holds_alternative<SpeechModelChoice::Endpoint>(source))
+        return;
+    const WhisperRecognizer::Options options = whisperOptions(source, installed, localeIdentifier);
+    // A model not installed yet is installed, and loaded, by the first recording.
+    TaskPools::run(TaskPools::longWork(), [options] {
+        if (QFile::exists(options.modelFile))
+            (void)WhisperRecognizer::prewarm(options);
+    });
 }

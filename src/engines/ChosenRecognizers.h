@@ -19,6 +19,7 @@ public:
 
     std::expected<void, QString> ensureInstalled(const QString &localeIdentifier) override;
     std::unique_ptr<SpeechRecognizer> make(const QString &localeIdentifier) override;
+    void prewarm(const QString &localeIdentifier) override;
 
 private:
     const DefaultsStore &defaults;

@@ -4,7 +4,10 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -24,10 +27,55 @@ bool hasChecksum(const QString &path, const ModelFile &file)
     return hash.result().toHex() == file.checksum;
 }
 
+// A file verified once is remembered beside it by its checksum, size and modification time, so a
+// large model is not read whole at every start; a file changed since is verified again.
+QByteArray fingerprint(const QString &path, const ModelFile &file)
+{
+    const QFileInfo info(path);
+    return file.checksum + ' ' + QByteArray::number(info.size()) + ' '
+        + QByteArray::number(info.lastModified().toMSecsSinceEpoch());
+}
+
+QString notePath(const QString &path)
+{
+    return path + QStringLiteral(".verified");
+}
+
+bool isVerified(const QString &path, const ModelFile &file)
+{
+    if (!QFileInfo::exists(path))
+        return false;
+    QFile note(notePath(path));
+    if (note.open(QIODevice::ReadOnly) && note.readAll() == fingerprint(path, file))
+        return true;
+    if (!hasChecksum(path, file)) {
+        QFile::remove(notePath(path));
+        return false;
+    }
+    QSaveFile written(notePath(path));
+    if (written.open(QIODevice::WriteOnly)) {
+        written.write(fingerprint(path, file));
+        written.commit();
+    }
+    return true;
+}
+
 QString failure(const ModelFile &file, const QString &reason)
 {
     return QCoreApplication::translate("HttpModelStore", "%1 をダウンロードできませんでした: %2")
         .arg(file.name, reason);
+}
+
+// Puts a verified part in the file's place.
+std::expected<void, QString> place(
+    const ModelFile &file, const QString &partPath, const std::function<void(double)> &progress, const QString &path)
+{
+    QFile::remove(path);
+    if (!QFile::rename(partPath, path))
+        return std::unexpected(failure(file, QCoreApplication::translate("HttpModelStore", "所定の場所に置けません")));
+    if (progress)
+        progress(1.0);
+    return {};
 }
 
 } // namespace
@@ -50,7 +98,7 @@ std::expected<std::vector<ModelFile>, QString> HttpModelStore::missingFiles(cons
 {
     std::vector<ModelFile> missing;
     for (const ModelFile &file : files) {
-        if (!hasChecksum(pathOf(file), file))
+        if (!isVerified(pathOf(file), file))
             missing.push_back(file);
     }
     return missing;
@@ -67,6 +115,12 @@ std::expected<void, QString> HttpModelStore::download(
     if (!part.open(QIODevice::ReadWrite))
         return std::unexpected(failure(file, part.errorString()));
     const qint64 resumeFrom = part.size();
+    // A part that is already whole (the process ended before placing it) would get "416 Range Not
+    // Satisfiable" for ever; it is checked and placed instead.
+    if (resumeFrom > 0 && hasChecksum(partPath, file)) {
+        part.close();
+        return place(file, partPath, progress, pathOf(file));
+    }
 
     QNetworkAccessManager network;
     QNetworkRequest request(QUrl(urlFor ? urlFor(file) : file.url));
@@ -140,10 +194,5 @@ std::expected<void, QString> HttpModelStore::download(
         return std::unexpected(
             failure(file, QCoreApplication::translate("HttpModelStore", "チェックサムが一致しません")));
     }
-    QFile::remove(pathOf(file));
-    if (!QFile::rename(partPath, pathOf(file)))
-        return std::unexpected(failure(file, QCoreApplication::translate("HttpModelStore", "所定の場所に置けません")));
-    if (progress)
-        progress(1.0);
-    return {};
+    return place(file, partPath, progress, pathOf(file));
 }

@@ -56,6 +56,22 @@ public:
         return output;
     }
 
+    AudioBuffer flush() override
+    {
+        AudioBuffer tail{to, {}};
+        if (resampler == nullptr)
+            return tail;
+        // Without input soxr gives out what its filter still holds, a block at a time.
+        std::vector<float> block(size_t(1024 * to.channelCount));
+        for (;;) {
+            size_t produced = 0;
+            if (soxr_process(resampler, nullptr, 0, nullptr, block.data(), 1024, &produced) != nullptr || produced == 0)
+                return tail;
+            tail.samples.insert(
+                tail.samples.end(), block.begin(), block.begin() + std::ptrdiff_t(produced * size_t(to.channelCount)));
+        }
+    }
+
 private:
     AudioFormat from;
     AudioFormat to;

@@ -1,6 +1,7 @@
 #include "engines/WhisperRecognizer.h"
 
 #include "engines/EngineModels.h"
+#include "engines/SpeechGate.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -12,6 +13,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <thread>
 
 namespace {
 
@@ -26,12 +29,8 @@ void silenceEngineLogs()
     (void)silenced;
 }
 
-constexpr float speechThreshold = 0.5F;
-constexpr int vadWindow = 512;
-// A pause this long after speech closes the segment.
-constexpr int pauseSamples = WhisperRecognizer::sampleRate / 2;
-// Whisper's window is 30 s; a segment is closed before it reaches that.
-constexpr size_t longestSegment = size_t(WhisperRecognizer::sampleRate) * 28;
+// A segment with less speech than this that decodes to a stock phrase was noise.
+constexpr size_t shortSpeech = WhisperRecognizer::sampleRate;
 
 enum class ModelKind { whisper, parakeet, unknown };
 
@@ -169,6 +168,140 @@ void VoiceActivity::reset()
     whisper_vad_reset_state(context);
 }
 
+// What a recording's recognition needs loaded: the model, one decoding state, the voice detector.
+struct WarmSession {
+    QString modelFile;
+    QString vadModelFile;
+    std::shared_ptr<WhisperModel> model;
+    std::shared_ptr<ParakeetModel> parakeet;
+    whisper_state *whisperState = nullptr;
+    parakeet_state *parakeetState = nullptr;
+    std::unique_ptr<VoiceActivity> voice;
+
+    WarmSession() = default;
+    WarmSession(const WarmSession &) = delete;
+    WarmSession &operator=(const WarmSession &) = delete;
+    ~WarmSession()
+    {
+        if (whisperState != nullptr)
+            whisper_free_state(whisperState);
+        if (parakeetState != nullptr)
+            parakeet_free_state(parakeetState);
+    }
+
+    static std::expected<std::unique_ptr<WarmSession>, QString> load(const WhisperRecognizer::Options &options)
+    {
+        auto session = std::make_unique<WarmSession>();
+        session->modelFile = options.modelFile;
+        session->vadModelFile = options.vadModelFile;
+        if (options.engine == WhisperRecognizer::Engine::parakeet) {
+            std::expected<std::shared_ptr<ParakeetModel>, QString> loaded = ParakeetModel::load(options.modelFile);
+            if (!loaded)
+                return std::unexpected(loaded.error());
+            session->parakeet = *loaded;
+            session->parakeetState = parakeet_init_state(session->parakeet->context());
+        } else {
+            std::expected<std::shared_ptr<WhisperModel>, QString> loaded = WhisperModel::load(options.modelFile);
+            if (!loaded)
+                return std::unexpected(loaded.error());
+            session->model = *loaded;
+            session->whisperState = whisper_init_state(session->model->context());
+        }
+        // One decoding state for the whole recording: the open segment is decoded again and again.
+        if (session->whisperState == nullptr && session->parakeetState == nullptr)
+            return std::unexpected(
+                QCoreApplication::translate("WhisperRecognizer", "音声認識の作業領域を確保できません。"));
+        if (!options.vadModelFile.isEmpty()) {
+            std::expected<std::unique_ptr<VoiceActivity>, QString> vad = VoiceActivity::load(options.vadModelFile);
+            if (!vad)
+                return std::unexpected(vad.error());
+            session->voice = std::move(*vad);
+        }
+        return session;
+    }
+};
+
+namespace {
+
+// Keeps the session of the last recording loaded for the next one (loading the Japanese model and
+// its state takes seconds), and frees it after a few idle minutes. One session is kept: asking for
+// other files (another language) frees it first. Made once and never destroyed, so nothing is
+// freed while the process exits.
+class WarmSessions
+{
+public:
+    static WarmSessions &instance()
+    {
+        static auto *sessions = new WarmSessions;
+        return *sessions;
+    }
+
+    // The kept session for these files, if there is one; it is the caller's until keep().
+    std::unique_ptr<WarmSession> take(const QString &modelFile, const QString &vadModelFile)
+    {
+        std::unique_ptr<WarmSession> taken;
+        {
+            std::scoped_lock guard(mutex);
+            taken = std::move(kept);
+        }
+        if (taken && (taken->modelFile != modelFile || taken->vadModelFile != vadModelFile))
+            taken.reset();
+        if (taken && taken->voice)
+            taken->voice->reset();
+        return taken;
+    }
+
+    void keep(std::unique_ptr<WarmSession> session)
+    {
+        std::unique_ptr<WarmSession> replaced;
+        {
+            std::scoped_lock guard(mutex);
+            replaced = std::move(kept);
+            kept = std::move(session);
+            idleUntil = std::chrono::steady_clock::now() + idleRelease;
+            if (!reaper.joinable())
+                reaper = std::thread([this] { reap(); });
+            changed.notify_all();
+        }
+    }
+
+    void clear()
+    {
+        std::unique_ptr<WarmSession> released;
+        std::scoped_lock guard(mutex);
+        released = std::move(kept);
+    }
+
+private:
+    static constexpr auto idleRelease = std::chrono::minutes(5);
+
+    void reap()
+    {
+        std::unique_lock guard(mutex);
+        for (;;) {
+            if (!kept) {
+                changed.wait(guard);
+                continue;
+            }
+            if (changed.wait_until(guard, idleUntil) == std::cv_status::timeout
+                && std::chrono::steady_clock::now() >= idleUntil) {
+                std::unique_ptr<WarmSession> idle = std::move(kept);
+                guard.unlock();
+                idle.reset();
+                guard.lock();
+            }
+        }
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::unique_ptr<WarmSession> kept;
+    std::chrono::steady_clock::time_point idleUntil;
+    std::thread reaper;
+};
+
+} // namespace
+
 std::optional<WhisperRecognizer::Engine> WhisperRecognizer::engineOf(const QString &fileName)
 {
     switch (kindOf(fileName)) {
@@ -186,36 +319,36 @@ WhisperRecognizer::WhisperRecognizer(Options options)
 
 WhisperRecognizer::~WhisperRecognizer()
 {
-    if (whisperState != nullptr)
-        whisper_free_state(whisperState);
-    if (parakeetState != nullptr)
-        parakeet_free_state(parakeetState);
+    if (session)
+        WarmSessions::instance().keep(std::move(session));
+}
+
+std::expected<void, QString> WhisperRecognizer::prewarm(const Options &options)
+{
+    if (std::unique_ptr<WarmSession> kept = WarmSessions::instance().take(options.modelFile, options.vadModelFile)) {
+        WarmSessions::instance().keep(std::move(kept));
+        return {};
+    }
+    std::expected<std::unique_ptr<WarmSession>, QString> loaded = WarmSession::load(options);
+    if (!loaded)
+        return std::unexpected(loaded.error());
+    WarmSessions::instance().keep(std::move(*loaded));
+    return {};
+}
+
+void WhisperRecognizer::releaseWarm()
+{
+    WarmSessions::instance().clear();
 }
 
 std::expected<void, QString> WhisperRecognizer::prepare(const QStringList &contextualStrings)
 {
-    if (options.engine == Engine::parakeet) {
-        std::expected<std::shared_ptr<ParakeetModel>, QString> loaded = ParakeetModel::load(options.modelFile);
+    session = WarmSessions::instance().take(options.modelFile, options.vadModelFile);
+    if (!session) {
+        std::expected<std::unique_ptr<WarmSession>, QString> loaded = WarmSession::load(options);
         if (!loaded)
             return std::unexpected(loaded.error());
-        parakeet = *loaded;
-        parakeetState = parakeet_init_state(parakeet->context());
-    } else {
-        std::expected<std::shared_ptr<WhisperModel>, QString> loaded = WhisperModel::load(options.modelFile);
-        if (!loaded)
-            return std::unexpected(loaded.error());
-        model = *loaded;
-        whisperState = whisper_init_state(model->context());
-    }
-    // One decoding state for the whole session: the open segment is decoded again and again.
-    if (whisperState == nullptr && parakeetState == nullptr)
-        return std::unexpected(
-            QCoreApplication::translate("WhisperRecognizer", "音声認識の作業領域を確保できません。"));
-    if (!options.vadModelFile.isEmpty()) {
-        std::expected<std::unique_ptr<VoiceActivity>, QString> vad = VoiceActivity::load(options.vadModelFile);
-        if (!vad)
-            return std::unexpected(vad.error());
-        voice = std::move(*vad);
+        session = std::move(*loaded);
     }
     // The user's words steer the decoder towards their spelling.
     initialPrompt = contextualStrings.join(language == "ja" ? QStringLiteral("、") : QStringLiteral(", ")).toUtf8();
@@ -254,14 +387,14 @@ void WhisperRecognizer::cancel()
 
 std::expected<QString, QString> WhisperRecognizer::decodeWithParakeet(const std::vector<float> &samples)
 {
-    parakeet_state *state = parakeetState;
+    parakeet_state *state = session->parakeetState;
     parakeet_full_params parameters = parakeet_full_default_params(PARAKEET_SAMPLING_GREEDY);
     parameters.n_threads = EngineModels::threadCount(options.threads);
     parameters.no_context = true;
     parameters.abort_callback = [](void *cancelled) { return static_cast<std::atomic<bool> *>(cancelled)->load(); };
     parameters.abort_callback_user_data = &isCancelled;
-    const int status
-        = parakeet_full_with_state(parakeet->context(), state, parameters, samples.data(), int(samples.size()));
+    const int status = parakeet_full_with_state(
+        session->parakeet->context(), state, parameters, samples.data(), int(samples.size()));
     QString text;
     if (status == 0) {
         for (int i = 0; i < parakeet_full_n_segments_from_state(state); ++i)
@@ -275,9 +408,9 @@ std::expected<QString, QString> WhisperRecognizer::decodeWithParakeet(const std:
 
 std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<float> &samples)
 {
-    if (parakeet)
+    if (session->parakeet)
         return decodeWithParakeet(samples);
-    whisper_state *state = whisperState;
+    whisper_state *state = session->whisperState;
     whisper_full_params parameters = whisper_full_default_params(WHISPER_SAMPLING_GREEDY);
     parameters.n_threads = EngineModels::threadCount(options.threads);
     parameters.language = language.constData();
@@ -290,16 +423,17 @@ std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<floa
     parameters.print_special = false;
     parameters.print_timestamps = false;
     parameters.suppress_blank = true;
+    parameters.suppress_nst = true;
     parameters.initial_prompt = initialPrompt.isEmpty() ? nullptr : initialPrompt.constData();
     // The encoder works on 50 frames a second; encoding only what is there, not 30 s, is what
     // makes decoding the open segment again and again affordable.
     const int frames = int(std::ceil(double(samples.size()) / sampleRate * 50.0)) + 16;
-    parameters.audio_ctx = std::min(frames, whisper_n_audio_ctx(model->context()));
+    parameters.audio_ctx = std::min(frames, whisper_n_audio_ctx(session->model->context()));
     parameters.abort_callback = [](void *cancelled) { return static_cast<std::atomic<bool> *>(cancelled)->load(); };
     parameters.abort_callback_user_data = &isCancelled;
 
     const int status
-        = whisper_full_with_state(model->context(), state, parameters, samples.data(), int(samples.size()));
+        = whisper_full_with_state(session->model->context(), state, parameters, samples.data(), int(samples.size()));
     QString text;
     if (status == 0) {
         for (int i = 0; i < whisper_full_n_segments_from_state(state); ++i)
@@ -313,90 +447,64 @@ std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<floa
 
 std::expected<void, QString> WhisperRecognizer::run(const std::function<void(const Result &)> &onResult)
 {
-    if (!model && !parakeet)
+    if (!session)
         return std::unexpected(QCoreApplication::translate("WhisperRecognizer", "音声認識の準備ができていません。"));
-    std::vector<float> open;
+    SpeechGate gate(session->voice.get());
+    // The recording from `audioStart` on; what the gate will never decode is dropped from the front.
+    std::vector<float> audio;
+    size_t audioStart = 0;
     size_t decodedUpTo = 0;
-    size_t vadUpTo = 0;
-    bool heardSpeech = false;
-    size_t pauseStart = 0;
-    int pauseLength = 0;
     const size_t paceSamples = size_t(options.pace * sampleRate);
 
-    auto emitFinal = [&](size_t end) -> std::expected<void, QString> {
-        std::vector<float> segment(open.begin(), open.begin() + std::ptrdiff_t(end));
-        open.erase(open.begin(), open.begin() + std::ptrdiff_t(end));
-        decodedUpTo = 0;
-        vadUpTo = vadUpTo > end ? vadUpTo - end : 0;
-        heardSpeech = false;
-        pauseLength = 0;
-        if (voice)
-            voice->reset();
-        if (segment.empty())
-            return {};
-        std::expected<QString, QString> text = decode(segment);
+    auto report = [&](const SpeechGate::Segment &segment, bool isFinal) -> std::expected<void, QString> {
+        const auto from = audio.begin() + std::ptrdiff_t(segment.start - audioStart);
+        std::expected<QString, QString> text
+            = decode(std::vector<float>(from, from + std::ptrdiff_t(segment.end - segment.start)));
         if (!text)
             return std::unexpected(text.error());
-        if (!isCancelled)
-            onResult(Result{*text, true});
+        // Whisper answers noise with stock phrases; a segment with little speech that says only one is dropped.
+        if (!isCancelled && !(segment.speech < shortSpeech && isSilencePhrase(*text)))
+            onResult(Result{*text, isFinal});
         return {};
     };
 
     for (;;) {
         bool isLast = false;
+        const size_t before = audio.size();
         {
             std::unique_lock guard(mutex);
-            arrived.wait_for(guard, std::chrono::milliseconds(int(options.pace * 1000)), [&] {
-                return isCancelled || isInputFinished || open.size() + incoming.size() >= decodedUpTo + paceSamples;
-            });
+            arrived.wait_for(guard, std::chrono::milliseconds(int(options.pace * 1000)),
+                [&] { return isCancelled || isInputFinished || incoming.size() >= paceSamples; });
             if (isCancelled)
                 return {};
-            open.insert(open.end(), incoming.begin(), incoming.end());
+            audio.insert(audio.end(), incoming.begin(), incoming.end());
             incoming.clear();
             isLast = isInputFinished;
         }
 
-        // Follow speech and pauses window by window over the new audio.
-        if (voice) {
-            while (vadUpTo + vadWindow <= open.size()) {
-                const std::vector<float> probabilities = voice->probabilities(open.data() + vadUpTo, vadWindow);
-                const bool isSpeech = !probabilities.empty() && probabilities.front() >= speechThreshold;
-                if (isSpeech) {
-                    heardSpeech = true;
-                    pauseLength = 0;
-                } else if (heardSpeech) {
-                    if (pauseLength == 0)
-                        pauseStart = vadUpTo;
-                    pauseLength += vadWindow;
-                }
-                vadUpTo += vadWindow;
-                if (heardSpeech && pauseLength >= pauseSamples) {
-                    if (std::expected<void, QString> closed = emitFinal(pauseStart + vadWindow); !closed)
-                        return closed;
-                    if (isCancelled)
-                        return {};
-                }
-            }
-        }
-        if (open.size() >= longestSegment) {
-            if (std::expected<void, QString> closed = emitFinal(open.size()); !closed)
-                return closed;
-        }
-        if (isLast) {
-            // Without a VAD every bit of audio may hold speech; with one, only heard speech counts.
-            const bool hasSpeech = !voice || heardSpeech;
-            std::expected<void, QString> closed = hasSpeech ? emitFinal(open.size()) : std::expected<void, QString>{};
-            return closed;
-        }
-        const bool worthDecoding = !voice || heardSpeech;
-        if (worthDecoding && open.size() >= decodedUpTo + paceSamples) {
-            decodedUpTo = open.size();
-            std::expected<QString, QString> text = decode(open);
-            if (!text)
-                return std::unexpected(text.error());
+        for (const SpeechGate::Segment &segment : gate.follow(audio.data() + before, audio.size() - before)) {
+            if (std::expected<void, QString> reported = report(segment, true); !reported)
+                return reported;
             if (isCancelled)
                 return {};
-            onResult(Result{*text, false});
+        }
+        if (isLast) {
+            const std::optional<SpeechGate::Segment> rest = gate.finish();
+            return rest ? report(*rest, true) : std::expected<void, QString>{};
+        }
+        const size_t keepFrom = gate.keepFrom();
+        if (keepFrom > audioStart) {
+            audio.erase(audio.begin(), audio.begin() + std::ptrdiff_t(keepFrom - audioStart));
+            audioStart = keepFrom;
+        }
+        const std::optional<SpeechGate::Segment> open = gate.current();
+        const size_t heard = audioStart + audio.size();
+        if (open && heard >= decodedUpTo + paceSamples) {
+            decodedUpTo = heard;
+            if (std::expected<void, QString> reported = report(*open, false); !reported)
+                return reported;
+            if (isCancelled)
+                return {};
         }
     }
 }

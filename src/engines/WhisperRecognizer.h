@@ -15,6 +15,7 @@ struct parakeet_state;
 struct whisper_state;
 struct whisper_context;
 struct whisper_vad_context;
+struct WarmSession;
 
 // A whisper.cpp model file loaded once and shared by every session that uses it (each session has
 // its own decoding state).
@@ -81,10 +82,11 @@ private:
 };
 
 // Recognition with whisper.cpp (a Whisper or a Parakeet TDT model) on 16 kHz mono audio, on the
-// thread that calls run(). The
-// open segment (everything since the last final result) is decoded again each time `pace` of new
-// audio has come in (a volatile result); when the VAD hears a pause after speech, the segment up to
-// the pause is decoded once more and given as a final result; at the end of input the rest is.
+// thread that calls run(). The voice detector decides what is decoded (SpeechGate): a segment
+// opens only after enough speech, and the open segment is decoded again each time `pace` of new
+// audio has come in (a volatile result); when the detector hears a pause after speech, the segment
+// up to the pause is decoded once more and given as a final result; at the end of input the rest
+// is. Silence is never decoded, and a stock phrase decoded from little speech is dropped.
 // Each decode encodes only the segment's own length (audio_ctx cut to it), not 30 s. A cancel is
 // seen between the engine's encoder and decoder runs, so it waits for an encode under way.
 class WhisperRecognizer final : public SpeechRecognizer
@@ -102,6 +104,13 @@ public:
     };
 
     explicit WhisperRecognizer(Options options);
+
+    // Loads the model, a decoding state and the voice detector of `options` before the first
+    // recording needs them. What a recording used stays loaded for the next one with the same
+    // files, until a few idle minutes have passed or other files are asked for.
+    static std::expected<void, QString> prewarm(const Options &options);
+    // Frees what is kept loaded now.
+    static void releaseWarm();
 
     // The engine a model file is for, read from its header; nothing when it is for neither.
     static std::optional<Engine> engineOf(const QString &fileName);
@@ -121,11 +130,9 @@ private:
     std::expected<QString, QString> decodeWithParakeet(const std::vector<float> &samples);
 
     Options options;
-    std::shared_ptr<WhisperModel> model;
-    std::shared_ptr<ParakeetModel> parakeet;
-    whisper_state *whisperState = nullptr;
-    parakeet_state *parakeetState = nullptr;
-    std::unique_ptr<VoiceActivity> voice;
+    // The model, its decoding state and the voice detector; kept loaded for the next recording
+    // when this one ends.
+    std::unique_ptr<WarmSession> session;
     QByteArray initialPrompt;
     QByteArray language;
 

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <chrono>
+
 #include <expected>
 #include <functional>
 #include <memory>
@@ -43,7 +45,15 @@ public:
     virtual std::expected<void, QString> start() = 0;
     virtual void stop() = 0;
     virtual bool isRunning() const = 0;
+    // Blocks the calling worker until the stream start() opened has delivered its first buffer: a
+    // suspended source or a headset switching profiles takes a while to be heard. False when
+    // nothing came within `limit`, or the engine was stopped or failed meanwhile.
+    virtual bool awaitFirstBuffer(std::chrono::milliseconds limit) = 0;
     virtual void setConfigurationChangeHandler(std::function<void()> handler) = 0;
+    // A stream of its own on the same input, for one recording, so that stopping it never touches
+    // another recording's; nothing when this engine is the only one. Never blocks: the new engine
+    // reaches the audio system on first use.
+    virtual std::unique_ptr<AudioEngine> makeStream() = 0;
 };
 
 // Converts buffers of one format into another (sample rate and channel count).
@@ -54,6 +64,9 @@ public:
     virtual AudioFormat inputFormat() const = 0;
     // Nothing when the conversion fails; the output holds at most `capacityFrames` frames.
     virtual std::optional<AudioBuffer> convert(const AudioBuffer &input, qint64 capacityFrames) = 0;
+    // The end of input: what the conversion still holds back (a filter's delay); no frames when
+    // nothing is left.
+    virtual AudioBuffer flush() = 0;
 };
 
 class AudioConverterFactory

@@ -42,6 +42,9 @@ public:
     virtual ~SpeechRecognizerFactory() = default;
     // A session for "ja_JP" or "en_US"; nothing when that language has no recogniser.
     virtual std::unique_ptr<SpeechRecognizer> make(const QString &localeIdentifier) = 0;
+    // Starts loading what a recording in this language needs, if it is installed, so the first
+    // recording finds it ready; returns at once. A failure is left for the recording to report.
+    virtual void prewarm(const QString &localeIdentifier) = 0;
 };
 
 // The recognition models on disk.

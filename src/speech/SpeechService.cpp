@@ -8,11 +8,15 @@ using namespace std::chrono_literals;
 
 namespace {
 constexpr Clock::Duration retryDelay = 50ms;
+// How long a started microphone may take to be heard: a suspended source resumes in tens to
+// hundreds of milliseconds, a Bluetooth headset switching profiles in one to two seconds.
+constexpr std::chrono::milliseconds liveLimit = 3s;
 } // namespace
 
 SpeechService::SpeechService(const Environment &environment, QObject *parent)
     : QObject(parent)
-    , engine(environment.engine)
+    , ownStream(environment.engine.makeStream())
+    , engine(ownStream ? *ownStream : environment.engine)
     , converters(environment.converters)
     , recognizers(environment.recognizers)
     , models(environment.models)
@@ -50,8 +54,9 @@ QFuture<std::expected<void, SpeechServiceError>> SpeechService::startCapture()
 QFuture<std::expected<void, SpeechServiceError>> SpeechService::prepareAnalyzer(
     const QString &localeIdentifier, const QStringList &contextualStrings)
 {
-    return onPool(TaskPools::longWork(),
-        [this, localeIdentifier, contextualStrings] { return prepareAnalyzerNow(localeIdentifier, contextualStrings); });
+    return onPool(TaskPools::longWork(), [this, localeIdentifier, contextualStrings] {
+        return prepareAnalyzerNow(localeIdentifier, contextualStrings);
+    });
 }
 
 QFuture<std::expected<QString, SpeechServiceError>> SpeechService::finish()
@@ -109,10 +114,16 @@ std::expected<void, SpeechServiceError> SpeechService::startCaptureNow()
             stopInput();
         return std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, started.error()});
     }
+    // The microphone is live once it is heard, not once it was asked for.
+    const bool isHeard = !isStopped() && engine.awaitFirstBuffer(liveLimit);
     if (isStopped()) {
         // A cancel raced the start.
         stopInput();
         return std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}});
+    }
+    if (!isHeard) {
+        stopInput();
+        return std::unexpected(SpeechServiceError{SpeechServiceError::noInput, {}});
     }
     return {};
 }
@@ -157,8 +168,10 @@ void SpeechService::convertAndYield(const AudioBuffer &buffer)
 {
     if (!outputFormat)
         return;
-    if (!converter || converter->inputFormat() != buffer.format)
+    if (!converter || converter->inputFormat() != buffer.format) {
+        flushConverter();
         converter = converters.make(buffer.format, *outputFormat);
+    }
     if (!converter)
         return;
     std::optional<AudioBuffer> converted
@@ -166,6 +179,15 @@ void SpeechService::convertAndYield(const AudioBuffer &buffer)
     // A buffer that cannot be converted is dropped; the recording goes on.
     if (converted && sink)
         sink(std::move(*converted));
+}
+
+void SpeechService::flushConverter()
+{
+    if (!converter || !sink)
+        return;
+    AudioBuffer tail = converter->flush();
+    if (tail.frameLength() > 0)
+        sink(std::move(tail));
 }
 
 bool SpeechService::beginStreaming(const AudioFormat &format, Sink given)
@@ -188,6 +210,9 @@ void SpeechService::stopInput()
     engine.setConfigurationChangeHandler(nullptr);
     {
         std::scoped_lock guard(lock);
+        // The last tens of milliseconds of the recording are still inside the converter.
+        if (!stopped)
+            flushConverter();
         stopped = true;
         tapInstalled = false;
         sink = nullptr;

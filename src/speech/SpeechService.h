@@ -56,7 +56,8 @@ public:
         const QString &localeIdentifier, const QStringList &contextualStrings);
     // Ends the input; the final transcript (empty when recognition never started).
     QFuture<std::expected<QString, SpeechServiceError>> finish();
-    // Starts the microphone. Fails with noInput when the input has no usable format, cancelled when
+    // Starts the microphone and returns once it is heard. Fails with noInput when the input has no
+    // usable format or delivers nothing within a few seconds, cancelled when
     // the service was already started or stopped, engineFailed when the engine does not start.
     QFuture<std::expected<void, SpeechServiceError>> startCapture();
     // Stops the input and the recogniser: from now on no text, level or interruption is delivered.
@@ -121,12 +122,16 @@ private:
     }
     void consume(const AudioBuffer &buffer);
     void convertAndYield(const AudioBuffer &buffer);
+    // With `lock` held: what the converter still holds goes to the sink.
+    void flushConverter();
     void scheduleRestart(Clock::Duration delay);
     RestartResult restartInput();
     void giveUp();
     // The recogniser and its results, once prepareAnalyzer has published them.
     std::pair<SpeechRecognizer *, QFuture<Transcript>> currentSession() const;
 
+    // The recording's own stream when the environment's engine makes one, else that engine.
+    std::unique_ptr<AudioEngine> ownStream;
     AudioEngine &engine;
     AudioConverterFactory &converters;
     SpeechRecognizerFactory &recognizers;

@@ -25,6 +25,7 @@ class NoRecognition final : public SpeechRecognizerFactory, public SpeechModels
 {
 public:
     std::unique_ptr<SpeechRecognizer> make(const QString &) override { return nullptr; }
+    void prewarm(const QString &) override { }
     std::expected<void, QString> ensureInstalled(const QString &) override { return {}; }
 };
 

@@ -103,6 +103,7 @@ public:
         last = made.get();
         return made;
     }
+    void prewarm(const QString &) override { }
     std::expected<void, QString> ensureInstalled(const QString &) override
     {
         if (whileInstalling)

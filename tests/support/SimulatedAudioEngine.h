@@ -2,8 +2,10 @@
 
 #include "platform/AudioEngine.h"
 
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 inline const AudioFormat mic48k{48000, 1};
 
@@ -15,6 +17,8 @@ public:
     int failingStarts = 0;
     int starts = 0;
     bool running = false;
+    // Started, but never heard: no buffer ever comes.
+    bool isSilent = false;
     std::optional<AudioFormat> tapFormat;
     TapHandler tap;
     // Guards `tap`: buffers come from the test while a worker may remove the tap.
@@ -46,6 +50,19 @@ public:
     }
     void stop() override { running = false; }
     bool isRunning() const override { return running; }
+    // With `makesStreams`, each recording gets an engine of its own, kept in `streams`.
+    bool makesStreams = false;
+    std::vector<SimulatedAudioEngine *> streams;
+    std::unique_ptr<AudioEngine> makeStream() override
+    {
+        if (!makesStreams)
+            return nullptr;
+        auto stream = std::make_unique<SimulatedAudioEngine>();
+        stream->format = format;
+        streams.push_back(stream.get());
+        return stream;
+    }
+    bool awaitFirstBuffer(std::chrono::milliseconds) override { return running && !isSilent; }
     void setConfigurationChangeHandler(std::function<void()> handler) override
     {
         configurationChanged = std::move(handler);

@@ -28,6 +28,8 @@ public:
                 owner.capacities.push_back(capacityFrames);
                 return AudioBuffer{to, {input.samples.empty() ? 0.0F : input.samples.front()}};
             }
+            // The tail is tagged -1.
+            AudioBuffer flush() override { return AudioBuffer{to, {-1.0F}}; }
 
         private:
             TaggingConverters &owner;

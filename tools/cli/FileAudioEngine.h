@@ -21,6 +21,9 @@ public:
     std::expected<void, QString> start() override;
     void stop() override;
     bool isRunning() const override { return running; }
+    // The file plays from the moment the engine starts.
+    std::unique_ptr<AudioEngine> makeStream() override { return nullptr; }
+    bool awaitFirstBuffer(std::chrono::milliseconds) override { return running; }
     void setConfigurationChangeHandler(std::function<void()>) override { }
 
     // Blocks until the whole file was delivered (or the engine stopped).

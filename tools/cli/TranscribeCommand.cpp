@@ -35,6 +35,8 @@ public:
             return std::unexpected(QStringLiteral("no model at %1").arg(model));
         return {};
     }
+    // One transcription: nothing to load ahead of it.
+    void prewarm(const QString &) override { }
     std::unique_ptr<SpeechRecognizer> make(const QString &locale) override
     {
         return std::make_unique<WhisperRecognizer>(

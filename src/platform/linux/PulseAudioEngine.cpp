@@ -45,13 +45,21 @@ struct SourceQuery {
 
 } // namespace
 
-PulseAudioEngine::PulseAudioEngine()
+PulseAudioEngine::PulseAudioEngine(bool isConnectedNow)
     : mainloop(pa_threaded_mainloop_new())
 {
     if (mainloop == nullptr || pa_threaded_mainloop_start(mainloop) < 0)
         return;
+    if (!isConnectedNow)
+        return;
     MainloopLock lock(mainloop);
     connectContext();
+}
+
+std::unique_ptr<AudioEngine> PulseAudioEngine::makeStream()
+{
+    // A connection of its own: the server's notices and the stream belong to one recording.
+    return std::make_unique<PulseAudioEngine>(false);
 }
 
 PulseAudioEngine::~PulseAudioEngine()
@@ -189,6 +197,10 @@ void PulseAudioEngine::notifyConfigurationChange()
 void PulseAudioEngine::deliver(const float *samples, size_t bytes)
 {
     std::scoped_lock guard(handlers);
+    if (!isHeard) {
+        isHeard = true;
+        changed.notify_all();
+    }
     if (!tap || !tapFormat.isUsable())
         return;
     AudioBuffer buffer{tapFormat, {}};
@@ -201,6 +213,11 @@ void PulseAudioEngine::deliver(const float *samples, size_t bytes)
 
 void PulseAudioEngine::streamEnded()
 {
+    {
+        std::scoped_lock guard(handlers);
+        hasEnded = true;
+        changed.notify_all();
+    }
     notifyConfigurationChange();
 }
 
@@ -211,6 +228,8 @@ std::expected<void, QString> PulseAudioEngine::start()
         std::scoped_lock guard(handlers);
         format = tapFormat;
         isStopping = false;
+        isHeard = false;
+        hasEnded = false;
     }
     if (mainloop == nullptr)
         return std::unexpected(QCoreApplication::translate("PulseAudioEngine", "音声システムを使えません。"));
@@ -270,6 +289,7 @@ void PulseAudioEngine::stop()
     {
         std::scoped_lock guard(handlers);
         isStopping = true;
+        changed.notify_all();
     }
     MainloopLock lock(mainloop);
     if (stream == nullptr)
@@ -289,4 +309,11 @@ bool PulseAudioEngine::isRunning() const
         return false;
     MainloopLock lock(mainloop);
     return stream != nullptr && PA_STREAM_IS_GOOD(pa_stream_get_state(stream));
+}
+
+bool PulseAudioEngine::awaitFirstBuffer(std::chrono::milliseconds limit)
+{
+    std::unique_lock guard(handlers);
+    changed.wait_for(guard, limit, [this] { return isHeard || hasEnded || isStopping; });
+    return isHeard && !isStopping;
 }

@@ -2,6 +2,7 @@
 
 #include "platform/AudioEngine.h"
 
+#include <condition_variable>
 #include <mutex>
 
 struct pa_context;
@@ -17,7 +18,8 @@ struct pa_threaded_mainloop;
 class PulseAudioEngine final : public AudioEngine
 {
 public:
-    PulseAudioEngine();
+    // `isConnectedNow`: reach the server here rather than on first use.
+    explicit PulseAudioEngine(bool isConnectedNow = true);
     ~PulseAudioEngine() override;
     PulseAudioEngine(const PulseAudioEngine &) = delete;
     PulseAudioEngine &operator=(const PulseAudioEngine &) = delete;
@@ -28,7 +30,9 @@ public:
     std::expected<void, QString> start() override;
     void stop() override;
     bool isRunning() const override;
+    bool awaitFirstBuffer(std::chrono::milliseconds limit) override;
     void setConfigurationChangeHandler(std::function<void()> handler) override;
+    std::unique_ptr<AudioEngine> makeStream() override;
 
     // Called on libpulse's thread.
     void notifyConfigurationChange();
@@ -48,4 +52,8 @@ private:
     AudioFormat tapFormat;
     std::function<void()> configurationChanged;
     bool isStopping = false;
+    // The stream start() opened: whether it has been heard, or has ended. Signalled by `changed`.
+    bool isHeard = false;
+    bool hasEnded = false;
+    std::condition_variable changed;
 };

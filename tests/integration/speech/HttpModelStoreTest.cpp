@@ -1,7 +1,10 @@
 #include "engines/HttpModelStore.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -141,6 +144,21 @@ TEST(HttpModelStore, AnInterruptedDownloadResumes)
     EXPECT_EQ(contentOf(f.store.pathOf(file)), f.body);
 }
 
+TEST(HttpModelStore, AWholePartLeftBehindIsVerifiedAndPlaced)
+{
+    Fixture f;
+    const ModelFile file = fileFor(f.body);
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(f.store.pathOf(file)).path()));
+    QFile part(f.store.pathOf(file) + QStringLiteral(".part"));
+    ASSERT_TRUE(part.open(QIODevice::WriteOnly));
+    part.write(f.body);
+    part.close();
+    ASSERT_TRUE(f.download(file, "/file"));
+    EXPECT_EQ(f.server.requests, 0);
+    EXPECT_EQ(contentOf(f.store.pathOf(file)), f.body);
+    EXPECT_FALSE(part.exists());
+}
+
 TEST(HttpModelStore, FailuresNeverLeaveAFileInPlace)
 {
     struct Case {
@@ -185,6 +203,16 @@ TEST(HttpModelStore, ADamagedInstalledFileCountsAsMissing)
     QFile installed(f.store.pathOf(file));
     ASSERT_TRUE(installed.open(QIODevice::ReadWrite));
     installed.resize(installed.size() / 2);
+    installed.close();
+    EXPECT_EQ(f.store.missingFiles({file}).value(), std::vector<ModelFile>{file});
+
+    // Verified once, then remembered: a change of the same size is still seen by its time.
+    ASSERT_TRUE(f.download(file, "/file"));
+    EXPECT_TRUE(f.store.missingFiles({file}).value().empty());
+    ASSERT_TRUE(installed.open(QIODevice::ReadWrite));
+    installed.seek(0);
+    installed.write("x");
+    installed.setFileTime(QDateTime::currentDateTime().addSecs(10), QFileDevice::FileModificationTime);
     installed.close();
     EXPECT_EQ(f.store.missingFiles({file}).value(), std::vector<ModelFile>{file});
 }

@@ -1,5 +1,6 @@
 #include "engines/WhisperRecognizer.h"
 #include "engines/SoxrConverter.h"
+#include "engines/SpeechGate.h"
 #include "speech/WavFile.h"
 
 #include <QElapsedTimer>
@@ -167,6 +168,117 @@ TEST_F(WithTestData, BadModelFilesAreRefusedWithAReason)
     EXPECT_EQ(missing.prepare({}).error(), QStringLiteral("音声認識モデルがありません: /nonexistent/model.bin"));
 }
 
+// A quiet microphone's noise floor (about -54 dBFS), the same every run.
+std::vector<float> silence(double seconds)
+{
+    std::vector<float> samples(size_t(seconds * 16000));
+    unsigned seed = 1;
+    for (float &sample : samples) {
+        seed = seed * 1664525U + 1013904223U;
+        sample = (float(seed >> 8) / 16777216.0F - 0.5F) * 0.004F;
+    }
+    return samples;
+}
+
+std::vector<float> joined(std::initializer_list<std::vector<float>> parts)
+{
+    std::vector<float> all;
+    for (const std::vector<float> &part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+std::vector<float> jfkBetween(double from, double to)
+{
+    const std::vector<float> all = jfk().samples;
+    return std::vector<float>(
+        all.begin() + long(from * 16000), all.begin() + long(std::min(to * 16000, double(all.size()))));
+}
+
+TEST_F(WithTestData, OnlyHeardSpeechIsDecoded)
+{
+    struct Case {
+        const char *name;
+        std::vector<float> audio;
+        size_t segments;
+        // Where the speech starts and ends in `audio`: the segments must cover it whole.
+        double speechStart = 0;
+        double speechEnd = 0;
+    };
+    const Case cases[] = {
+        {"a minute of silence, hands-free", silence(60), 0},
+        // The detector hears four windows of speech in this burst, as it would a start sound picked up.
+        {"a burst then silence", joined({silence(1), jfkBetween(1.0, 1.1), silence(4)}), 0},
+        {"speech after two seconds of silence", joined({silence(2), jfkBetween(0, 11)}), 4, 2.32, 12.62},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        std::expected<std::unique_ptr<VoiceActivity>, QString> voice
+            = VoiceActivity::load(testFile("silero-vad-v6.2.0.bin"));
+        ASSERT_TRUE(voice);
+        SpeechGate gate(voice->get());
+        std::vector<SpeechGate::Segment> segments;
+        for (size_t at = 0; at < c.audio.size(); at += 1000) {
+            const std::vector<SpeechGate::Segment> closed
+                = gate.follow(c.audio.data() + at, std::min<size_t>(1000, c.audio.size() - at));
+            segments.insert(segments.end(), closed.begin(), closed.end());
+            ASSERT_LE(gate.keepFrom(), at + 1000);
+        }
+        if (std::optional<SpeechGate::Segment> last = gate.finish())
+            segments.push_back(*last);
+        EXPECT_EQ(segments.size(), c.segments);
+        if (!segments.empty()) {
+            // The first word is kept whole, and so is the last; the silence before is not decoded.
+            EXPECT_LE(double(segments.front().start) / 16000, c.speechStart - 0.1);
+            EXPECT_GE(double(segments.front().start) / 16000, c.speechStart - 1.0);
+            EXPECT_GE(double(segments.back().end) / 16000, c.speechEnd);
+            for (const SpeechGate::Segment &segment : segments)
+                EXPECT_GE(segment.speech, SpeechGate::minimumSpeech);
+        }
+
+        // The recogniser decodes what the gate lets through and nothing else, with a session
+        // loaded afresh and again with the one the first recording left loaded.
+        WhisperRecognizer::releaseWarm();
+        std::vector<QString> texts[2];
+        for (std::vector<QString> &heard : texts) {
+            WhisperRecognizer recognizer(tinyOptions());
+            ASSERT_TRUE(recognizer.prepare({}));
+            recognizer.append(AudioBuffer{AudioFormat{16000, 1}, c.audio});
+            recognizer.finishInput();
+            ASSERT_TRUE(recognizer.run([&](const auto &result) { heard.push_back(result.text); }));
+        }
+        EXPECT_EQ(texts[0].empty(), c.segments == 0);
+        // Nothing of the first recording lingers in the kept decoding state or voice detector.
+        EXPECT_EQ(texts[1], texts[0]);
+    }
+}
+
+TEST(SilencePhrases, StockAnswersToNoiseAreKnown)
+{
+    struct Case {
+        const char *text;
+        bool isSilence;
+    };
+    const Case cases[] = {
+        {"ご視聴ありがとうございました", true},
+        {" ご視聴ありがとうございました。", true},
+        {" Thank you.", true},
+        {" Thank you. Thank you.", true},
+        {"[BLANK_AUDIO]", true},
+        {"(拍手)", true},
+        {"（拍手）ありがとうございました", true},
+        {" [Music] ♪", true},
+        {" Thank you for the report.", false},
+        {"会議は三時からです。", false},
+        {" YouTube", false},
+        {"", false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(isSilencePhrase(QString::fromUtf8(c.text)), c.isSilence);
+    }
+}
+
 TEST(SoxrConverter, ResamplesAndMixesDown)
 {
     SoxrConverterFactory factory;
@@ -180,8 +292,14 @@ TEST(SoxrConverter, ResamplesAndMixesDown)
         EXPECT_LE(output->frameLength(), 373);
         produced += output->frameLength();
     }
-    // 102,400 frames at 44.1 kHz are 37,152 at 16 kHz; the filter holds back its delay (tens of ms).
+    // 102,400 frames at 44.1 kHz are 37,152 at 16 kHz; the filter holds back its delay (tens of ms)
+    // until it is flushed.
     EXPECT_NEAR(double(produced), 37152.0, 37152.0 * 0.03);
+    EXPECT_LT(double(produced), 37152.0 - 100);
+    const AudioBuffer tail = converter->flush();
+    EXPECT_EQ(tail.format, (AudioFormat{16000, 1}));
+    EXPECT_NEAR(double(produced + tail.frameLength()), 37152.0, 2.0);
+    EXPECT_EQ(converter->flush().frameLength(), 0);
     EXPECT_FALSE(converter->convert(AudioBuffer{AudioFormat{48000, 1}, std::vector<float>(10)}, 10));
     EXPECT_EQ(factory.make(AudioFormat{0, 0}, AudioFormat{16000, 1}), nullptr);
 }

@@ -29,8 +29,9 @@ struct Fixture {
     TaggingConverters converters;
     ScriptedRecognizers recognizers;
     ManualClock clock;
-    SpeechService service{SpeechService::Environment{engine, converters, recognizers, recognizers, clock}};
+    // Before the service: stopping it at its end still streams the converter's tail.
     std::vector<float> streamed;
+    SpeechService service{SpeechService::Environment{engine, converters, recognizers, recognizers, clock}};
     std::vector<double> levels;
     std::vector<QString> partials;
     int interruptions = 0;
@@ -128,7 +129,11 @@ TEST(SpeechServiceCapture, ConverterIsReusedUntilTheFormatChanges)
     ASSERT_EQ(f.converters.capacities.size(), 3u);
     EXPECT_GE(f.converters.capacities[1], std::ceil(1024 * 16000 / 48000.0));
     EXPECT_GE(f.converters.capacities[2], std::ceil(1024 * 16000 / 44100.0));
-    EXPECT_EQ(f.streamed, (std::vector<float>{1, 2, 3}));
+    // What a converter holds back (-1) follows its last buffer, when it is replaced and at the stop.
+    EXPECT_EQ(f.streamed, (std::vector<float>{1, 2, -1, 3}));
+    f.service.stopInput();
+    f.service.stopInput();
+    EXPECT_EQ(f.streamed, (std::vector<float>{1, 2, -1, 3, -1}));
 }
 
 TEST(SpeechServiceCapture, StartFailures)
@@ -136,17 +141,20 @@ TEST(SpeechServiceCapture, StartFailures)
     {
         Fixture f;
         f.engine.format = AudioFormat{0, 0};
-        EXPECT_EQ(f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::noInput, {}}));
+        EXPECT_EQ(
+            f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::noInput, {}}));
     }
     {
         Fixture f;
         ASSERT_TRUE(f.service.startCapture().result());
-        EXPECT_EQ(f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
+        EXPECT_EQ(
+            f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
     }
     {
         Fixture f;
         f.service.stopInput();
-        EXPECT_EQ(f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
+        EXPECT_EQ(
+            f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
     }
     {
         Fixture f;
@@ -155,6 +163,16 @@ TEST(SpeechServiceCapture, StartFailures)
             std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, QStringLiteral("device busy")}));
         EXPECT_TRUE(f.service.isStopped());
         EXPECT_FALSE(f.engine.tapFormat);
+    }
+    {
+        // Started, but nothing is ever heard: the microphone is not live.
+        Fixture f;
+        f.engine.isSilent = true;
+        EXPECT_EQ(
+            f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::noInput, {}}));
+        EXPECT_TRUE(f.service.isStopped());
+        EXPECT_FALSE(f.engine.tapFormat);
+        EXPECT_FALSE(f.engine.running);
     }
 }
 
@@ -170,6 +188,27 @@ TEST(SpeechServiceCapture, LateBuffersAfterStopChangeNothing)
     QCoreApplication::processEvents();
     EXPECT_TRUE(f.levels.empty());
     EXPECT_FALSE(f.engine.running);
+}
+
+TEST(SpeechServiceCapture, EachRecordingStopsOnlyItsOwnStream)
+{
+    SimulatedAudioEngine shared;
+    shared.makesStreams = true;
+    TaggingConverters converters;
+    ScriptedRecognizers recognizers;
+    ManualClock clock;
+    const SpeechService::Environment environment{shared, converters, recognizers, recognizers, clock};
+    SpeechService first(environment);
+    ASSERT_TRUE(first.startCapture().result());
+    SpeechService second(environment);
+    ASSERT_TRUE(second.startCapture().result());
+    ASSERT_EQ(shared.streams.size(), 2u);
+    // The first recording's cancel comes late, after the second one started.
+    first.cancel().waitForFinished();
+    EXPECT_FALSE(shared.streams[0]->running);
+    EXPECT_TRUE(shared.streams[1]->running);
+    EXPECT_TRUE(shared.streams[1]->tapFormat);
+    EXPECT_FALSE(shared.running);
 }
 
 TEST(SpeechServiceCapture, DeviceChanges)
@@ -280,7 +319,8 @@ TEST(SpeechServiceRecognition, AudioFromBeforePreparationGoesFirst)
     EXPECT_EQ(recognizer->heardSoFar(), (std::vector<float>{1, 2, 3}));
     EXPECT_EQ(f.service.finish().result(), QString());
     f.engine.deliver(buffer(mic48k, 1024, 4));
-    EXPECT_EQ(recognizer->heardSoFar(), (std::vector<float>{1, 2, 3}));
+    // The converter's tail (-1) ends the recording; nothing comes after the finish.
+    EXPECT_EQ(recognizer->heardSoFar(), (std::vector<float>{1, 2, 3, -1}));
 }
 
 TEST(SpeechServiceRecognition, Failures)
@@ -305,7 +345,9 @@ TEST(SpeechServiceRecognition, Failures)
             [](Fixture &f) { f.recognizers.whileInstalling = [&f] { f.service.cancel().waitForFinished(); }; },
             {SpeechServiceError::cancelled, {}}},
         {"finished during preparation",
-            [](Fixture &f) { f.recognizers.whileInstalling = [&f] { EXPECT_EQ(f.service.finish().result(), QString()); }; },
+            [](Fixture &f) {
+                f.recognizers.whileInstalling = [&f] { EXPECT_EQ(f.service.finish().result(), QString()); };
+            },
             {SpeechServiceError::cancelled, {}}},
     };
     for (const Case &c : cases) {

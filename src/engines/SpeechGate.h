@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QString>
+
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+class VoiceActivity;
+
+// Decides, from the voice detector, which stretches of a recording are worth decoding: a segment
+// opens only after about a quarter of a second of speech (a click or a breath never opens one),
+// starts a little before the first speech heard (so a soft first syllable is kept), and closes at
+// a pause after speech or at the longest span the recogniser takes. Silence is never decoded.
+// Positions are sample counts from the start of the recording (16 kHz mono).
+class SpeechGate
+{
+public:
+    struct Segment {
+        size_t start = 0;
+        size_t end = 0;
+        // Samples of the segment the detector heard as speech.
+        size_t speech = 0;
+
+        bool operator==(const Segment &) const = default;
+    };
+
+    static constexpr int window = 512;
+    static constexpr size_t minimumSpeech = 8 * window; // 256 ms
+    static constexpr size_t pause = 16 * window; // 512 ms
+    static constexpr size_t leadIn = 8000; // 500 ms
+    static constexpr size_t longest = size_t(16000) * 28; // whisper's window is 30 s
+
+    // Without a detector every window counts as speech.
+    explicit SpeechGate(VoiceActivity *voice);
+
+    // Follows the detector over the next `count` samples of the recording; the segments they closed.
+    std::vector<Segment> follow(const float *samples, size_t count);
+    // The end of input: the open segment up to the last sample, if it holds enough speech.
+    std::optional<Segment> finish();
+    // The segment open now, up to the last sample followed, if it holds enough speech.
+    std::optional<Segment> current() const;
+    // Audio before this position will never be decoded.
+    size_t keepFrom() const;
+
+private:
+    void step(bool isSpeech, std::vector<Segment> &closed);
+    void restart(size_t from);
+
+    VoiceActivity *voice;
+    std::vector<float> partial; // fewer samples than a window, not yet judged
+    size_t judged = 0; // windows judged so far end here
+    size_t floor = 0; // end of the last closed segment
+    std::optional<size_t> firstSpeech; // first speech window of the segment being gathered
+    size_t speech = 0;
+    size_t silence = 0; // samples of the pause running now
+};
+
+// Whisper's answers to silence and noise ("Thank you.", "ご視聴ありがとうございました",
+// "[BLANK_AUDIO]", "(拍手)"): true when `text` is nothing but such a phrase or a bracketed note.
+bool isSilencePhrase(const QString &text);
