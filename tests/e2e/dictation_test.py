@@ -98,9 +98,10 @@ class XTerm:
 
 
 class Target:
-    """The GTK windows of target_app.py, read through the state file it keeps, and the xterm."""
+    """The GTK windows of target_app.py, read through the state file it keeps, and the xterm when
+    there is one."""
 
-    def __init__(self, xterm):
+    def __init__(self, xterm=None):
         self.state_file = os.environ["SORAWEN_TARGET_STATE"]
         self.pid = int(os.environ["SORAWEN_TARGET_PID"])
         self.xterm = xterm
@@ -109,10 +110,12 @@ class Target:
         return read_json(self.state_file) or {"texts": {}, "focused": None}
 
     def texts(self):
-        return dict(self.state()["texts"], xterm=self.xterm.text())
+        texts = self.state()["texts"]
+        return dict(texts, xterm=self.xterm.text()) if self.xterm else texts
 
     def clear(self):
-        self.xterm.clear()
+        if self.xterm:
+            self.xterm.clear()
         os.kill(self.pid, signal.SIGUSR1)
         wait_for("the target's entries to empty", lambda: not any(self.texts().values()), 10)
 
