@@ -3,6 +3,7 @@
 #include "app/SingleInstance.h"
 #include "app/TrayMenu.h"
 #include "app/WindowOpener.h"
+#include "core/TaskPools.h"
 #include "dictation/AppModel.h"
 #include "speech/SpeechAssetManager.h"
 #include "ui/FloatingBar.h"
@@ -129,5 +130,9 @@ int main(int argc, char *argv[])
     }
     const int exitCode = QApplication::exec();
     opener.releaseWindows();
+    // Reads, keystrokes and recordings still running on the pools use the services above: they end
+    // (each is bounded) before those services and the program's static objects go.
+    TaskPools::shortWork().waitForDone(5000);
+    TaskPools::longWork().waitForDone(5000);
     return exitCode;
 }
