@@ -4,7 +4,11 @@
 #include "store/LanguageModelChoice.h"
 #include "store/SpeechModelChoice.h"
 
+#include <QThread>
+
 #include <gtest/gtest.h>
+
+#include <atomic>
 
 namespace {
 
@@ -56,9 +60,16 @@ TEST(ModelsModel, DownloadsShowTheirProgressAndEndInstalled)
     WindowFixture f;
     ModelsModel &m = f.models;
     double seen = -1;
+    // A download waits half way until the window has shown it, however fast the machine is.
+    std::atomic<bool> halfShown = false;
+    f.modelStore.afterHalf = [&] {
+        for (int wait = 0; wait < 500 && !halfShown; ++wait)
+            QThread::msleep(10);
+    };
     QObject::connect(&m, &ModelsModel::changed, [&] {
         seen = std::max({seen, row(m, 1).value(QStringLiteral("progress")).toDouble(),
             m.languageModel().value(QStringLiteral("progress")).toDouble()});
+        halfShown = seen >= 0.5;
     });
     ASSERT_FALSE(row(m, 1).value(QStringLiteral("isInstalled")).toBool());
     EXPECT_FALSE(row(m, 1).value(QStringLiteral("size")).toString().isEmpty());

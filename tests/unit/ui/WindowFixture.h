@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 
 // Model files that arrive at once: half, then all of it, then the file is in place.
@@ -37,6 +38,8 @@ public:
     std::expected<void, QString> download(const ModelFile &file, const std::function<void(double)> &progress) override
     {
         progress(0.5);
+        if (afterHalf)
+            afterHalf();
         QFile placed(pathOf(file));
         if (!placed.open(QIODevice::WriteOnly))
             return std::unexpected(placed.errorString());
@@ -44,6 +47,8 @@ public:
         return {};
     }
     QString pathOf(const ModelFile &file) const override { return folder + QLatin1Char('/') + file.name; }
+    // Runs on the downloading thread once half a file is in.
+    std::function<void()> afterHalf;
 
 private:
     QString folder;
