@@ -1,7 +1,7 @@
 # make run    install what is missing, build, start Sorawen
 # make test   install what is missing, build, run every test (CTest); a failed test runs once more
-#             (the whole-dictation desktop test failed one of its last fourteen runs, in its
-#             double-press case, cause not yet found)
+#             (the desktop tests drive real applications through libatspi, whose calls now and then
+#             stall for their whole time-out; the program tolerates one stall, not several in a row)
 # make build  build only
 # make install   copy the built programs, menu entry, icon and udev rule under PREFIX (default
 #                /usr/local; DESTDIR honoured); builds nothing: run `make build` first
