@@ -10,7 +10,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <thread>
 
 // What the in-process engines (whisper.cpp, Parakeet, llama.cpp) share: how many threads they
 // compute with, and one loaded model per file.

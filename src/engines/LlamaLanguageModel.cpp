@@ -362,7 +362,8 @@ private:
     {
         std::vector<llama_token> &cached = workspace->cached;
         // A recording may have started or ended since the last step: follow the budget.
-        llama_set_n_threads(workspace->context, threads(), threads());
+        const int budget = threads();
+        llama_set_n_threads(workspace->context, budget, budget);
         const int status = llama_decode(workspace->context, llama_batch_get_one(tokens.data(), int(tokens.size())));
         if (status == 0) {
             read += int(tokens.size());

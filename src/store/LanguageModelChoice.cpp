@@ -1,32 +1,11 @@
 #include "store/LanguageModelChoice.h"
 
+#include "core/LoopbackHost.h"
 #include "platform/DefaultsStore.h"
 #include "store/JsonFields.h"
 #include "store/JsonWriter.h"
 
 #include <QCoreApplication>
-#include <QStringList>
-
-#include <algorithm>
-
-namespace {
-
-// localhost, ::1 or an address in 127.0.0.0/8.
-bool isLoopback(const QString &host)
-{
-    if (host.compare(u"localhost", Qt::CaseInsensitive) == 0 || host == u"::1")
-        return true;
-    const QStringList parts = host.split(u'.');
-    if (parts.size() != 4 || parts.first() != u"127")
-        return false;
-    return std::ranges::all_of(parts, [](const QString &part) {
-        bool isNumber = false;
-        const uint value = part.toUInt(&isNumber);
-        return isNumber && value <= 255;
-    });
-}
-
-} // namespace
 
 LanguageModelChoice LanguageModelChoice::load(const DefaultsStore &store)
 {
@@ -56,7 +35,7 @@ std::expected<QUrl, QString> LanguageModelChoice::endpointUrl(const QString &tex
     if (!url.isValid() || (url.scheme() != u"http" && url.scheme() != u"https") || url.host().isEmpty())
         return std::unexpected(QCoreApplication::translate(
             "LanguageModelChoice", "http:// または https:// で始まるアドレスを指定してください"));
-    if (!isLoopback(url.host()))
+    if (!isLoopbackHost(url.host()))
         return std::unexpected(QCoreApplication::translate(
             "LanguageModelChoice", "このコンピューター上のサーバー（localhost や 127.0.0.1）だけを使えます"));
     return url;

@@ -1,7 +1,8 @@
 #include "platform/linux/SignedUpdateFeed.h"
 
+#include "core/LoopbackHost.h"
+
 #include <QCoreApplication>
-#include <QHostAddress>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkReply>
@@ -30,8 +31,7 @@ bool isAcceptable(const QUrl &address)
         return false;
     if (address.scheme() == u"https")
         return true;
-    return address.scheme() == u"http"
-        && (address.host() == u"localhost" || QHostAddress(address.host()).isLoopback());
+    return address.scheme() == u"http" && isLoopbackHost(address.host());
 }
 
 } // namespace
