@@ -781,6 +781,17 @@
     </message>
 </context>
 <context>
+    <name>UinputKeystroke</name>
+    <message>
+        <source>貼り付けのキーを送れません。仮想キーボードの装置 /dev/uinput がありません（uinput モジュールを読み込んでください）。</source>
+        <translation>The paste keys cannot be sent: the virtual keyboard device /dev/uinput is missing (load the uinput module).</translation>
+    </message>
+    <message>
+        <source>貼り付けのキーを送れません。/dev/uinput への書き込みが許可されていません。Sorawen のパッケージの udev 規則を入れてから、ログインし直してください。</source>
+        <translation>The paste keys cannot be sent: writing to /dev/uinput is not permitted. Install the udev rule of Sorawen's package, then log in again.</translation>
+    </message>
+</context>
+<context>
     <name>UpdateFeed</name>
     <message>
         <source>更新情報を読み取れませんでした。</source>
@@ -910,6 +921,13 @@
     <message>
         <source>X サーバーとの接続が切れました。</source>
         <translation>The connection to the X server was lost.</translation>
+    </message>
+</context>
+<context>
+    <name>XTestKeystroke</name>
+    <message>
+        <source>貼り付けのキーを送れません。X サーバーに XTest 拡張がないか、X サーバーにつながりません。</source>
+        <translation>The paste keys cannot be sent: the X server has no XTest extension, or cannot be reached.</translation>
     </message>
 </context>
 <context>

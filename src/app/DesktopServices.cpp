@@ -2,6 +2,7 @@
 
 #include "platform/linux/EvdevKeySource.h"
 #include "platform/linux/UinputKeystroke.h"
+#include "platform/linux/WaylandSessionKeystroke.h"
 #include "platform/linux/XInputKeySource.h"
 #include "platform/linux/XTestKeystroke.h"
 
@@ -14,7 +15,10 @@ DesktopServices::DesktopServices()
     if (isWaylandSession()) {
         auto *evdev = new EvdevKeySource(&session);
         keys.reset(evdev);
-        keystroke = std::make_unique<UinputKeystroke>([evdev] { return evdev->heldModifiers(); }, injected);
+        virtualKeyboard = std::make_unique<UinputKeystroke>([evdev] { return evdev->heldModifiers(); }, injected);
+        xwaylandKeystroke = std::make_unique<XTestKeystroke>(injected);
+        xwaylandWindows = std::make_unique<X11ActiveWindow>();
+        keystroke = std::make_unique<WaylandSessionKeystroke>(*virtualKeyboard, *xwaylandKeystroke, *xwaylandWindows);
     } else {
         keys = std::make_unique<XInputKeySource>(injected, &session);
         keystroke = std::make_unique<XTestKeystroke>(injected);

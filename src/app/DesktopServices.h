@@ -22,9 +22,9 @@
 // desktop adapters the session allows. In an X11 session keys come from XInput2 and the paste goes
 // through XTest; in a Wayland session (the application itself runs on XWayland there, where XInput2
 // sees only X clients' keys) keys come from the keyboards' device files and the paste from a
-// virtual keyboard. In an X11 session the window manager completes the accessibility tree, so
-// applications without accessibility have a frontmost window. Main thread; built after the
-// QGuiApplication.
+// virtual keyboard (without one, XWayland's XTest, for X windows only). In an X11 session the window
+// manager completes the accessibility tree, so applications without accessibility have a frontmost
+// window. Main thread; built after the QGuiApplication.
 class DesktopServices
 {
 public:
@@ -50,6 +50,10 @@ private:
     LogindSession session;
     InjectedKeys injected;
     std::unique_ptr<KeyEventSource> keys;
+    // In a Wayland session: the virtual keyboard, and XWayland's XTEST for X windows without it.
+    std::unique_ptr<Keystroke> virtualKeyboard;
+    std::unique_ptr<Keystroke> xwaylandKeystroke;
+    std::unique_ptr<X11ActiveWindow> xwaylandWindows;
     std::unique_ptr<Keystroke> keystroke;
     AtspiAccessibilityTree accessibleTree;
     // In an X11 session only: under Wayland, XWayland's active window says nothing of native windows.

@@ -6,6 +6,7 @@
 #include "input/PasteService.h"
 #include "platform/AccessibilityAccess.h"
 #include "platform/DefaultsStore.h"
+#include "platform/Keystroke.h"
 #include "platform/LanguageModel.h"
 #include "platform/Log.h"
 #include "platform/LoginItem.h"
@@ -451,7 +452,7 @@ QCoro::Task<> AppModel::finalize(quint64 generation, QPointer<SpeechService> ser
     if (!pasted) {
         // A cancelled paste is the user's choice, not a failure.
         if (pasted.error() != PasteError::cancelled)
-            showFailure(description(pasted.error()));
+            showFailure(pasteFailureText(pasted.error()));
         cleanup();
         co_return;
     }
@@ -536,6 +537,16 @@ bool AppModel::isFinalizing(quint64 generation) const
 {
     const auto *finalizing = std::get_if<RecordingPhase::Finalizing>(&recordingLifecycle.phase);
     return finalizing != nullptr && finalizing->generation == generation;
+}
+
+QString AppModel::pasteFailureText(PasteError error) const
+{
+    if (error == PasteError::noKeystroke) {
+        const QString reason = environment.keystroke.unavailableReason();
+        if (!reason.isEmpty())
+            return reason;
+    }
+    return description(error);
 }
 
 PasteService::Environment AppModel::pasteEnvironment() const
@@ -696,5 +707,5 @@ QCoro::Task<> AppModel::pasteHistoryItem(HistoryItem item)
         item.polishedText, captured->target, currentSettings.pasteboardRestoreDelaySeconds, pasteEnvironment(), this);
     const std::expected<PasteOutcome, PasteError> pasted = co_await pasting;
     if (self && !pasted)
-        environment.log.error(QStringLiteral("paste"), description(pasted.error()));
+        environment.log.error(QStringLiteral("paste"), pasteFailureText(pasted.error()));
 }

@@ -165,6 +165,8 @@ private:
     void persistSettings();
     void loadHistory();
     PasteService::Environment pasteEnvironment() const;
+    // What the user reads when a paste fails; the injector itself names what it lacks.
+    QString pasteFailureText(PasteError error) const;
     qint64 milliseconds(Clock::Duration duration) const;
 
     Environment environment;

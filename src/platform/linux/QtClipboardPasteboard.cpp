@@ -53,10 +53,12 @@ void QtClipboardPasteboard::writeOwn(QMimeData *data)
     QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
 }
 
+// An empty item of our own rather than no owner at all: a compositor that bridges the X clipboard
+// to its native clients (XWayland's window manager) answers an ownerless clipboard by taking it
+// back with its own last offer, which then won over the item written right after.
 void QtClipboardPasteboard::clearContents()
 {
-    ++changes;
-    QGuiApplication::clipboard()->clear(QClipboard::Clipboard);
+    writeOwn(new QMimeData);
 }
 
 void QtClipboardPasteboard::setString(const QString &text)

@@ -5,7 +5,11 @@
 #include "platform/linux/KeyEventTranslator.h"
 #include "platform/linux/KeyboardLayout.h"
 
+#include <QCoreApplication>
+
 #include <xkbcommon/xkbcommon-keysyms.h>
+
+#include <cerrno>
 
 #include <chrono>
 #include <cstring>
@@ -30,8 +34,10 @@ UinputKeystroke::UinputKeystroke(std::function<quint64()> heldModifiers, Injecte
     , injected(injected)
 {
     descriptor = ::open("/dev/uinput", O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0)
+    if (descriptor < 0) {
+        openError = errno;
         return;
+    }
     uinput_setup setup{};
     setup.id.bustype = BUS_VIRTUAL;
     setup.id.vendor = 0x5357;
@@ -42,6 +48,7 @@ UinputKeystroke::UinputKeystroke(std::function<quint64()> heldModifiers, Injecte
         isCreated = ::ioctl(descriptor, UI_SET_KEYBIT, key) == 0;
     isCreated = isCreated && ::ioctl(descriptor, UI_DEV_SETUP, &setup) == 0 && ::ioctl(descriptor, UI_DEV_CREATE) == 0;
     if (!isCreated) {
+        openError = errno;
         ::close(descriptor);
         descriptor = -1;
     }
@@ -100,4 +107,15 @@ bool UinputKeystroke::sendPaste(bool forTerminal)
     for (auto key = chord.rbegin(); key != chord.rend(); ++key)
         isSent = write(EV_KEY, *key, 0) && write(EV_SYN, SYN_REPORT, 0) && isSent;
     return isSent;
+}
+
+QString UinputKeystroke::unavailableReason() const
+{
+    if (isAvailable())
+        return {};
+    if (openError == ENOENT)
+        return QCoreApplication::translate("UinputKeystroke",
+            "貼り付けのキーを送れません。仮想キーボードの装置 /dev/uinput がありません（uinput モジュールを読み込んでください）。");
+    return QCoreApplication::translate("UinputKeystroke",
+        "貼り付けのキーを送れません。/dev/uinput への書き込みが許可されていません。Sorawen のパッケージの udev 規則を入れてから、ログインし直してください。");
 }

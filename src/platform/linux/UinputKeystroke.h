@@ -27,6 +27,7 @@ public:
     bool isAvailable() const override { return descriptor >= 0; }
     bool waitForModifierRelease() override;
     bool sendPaste(bool forTerminal) override;
+    QString unavailableReason() const override;
 
 private:
     bool write(quint16 type, quint16 code, qint32 value);
@@ -35,4 +36,6 @@ private:
     InjectedKeys &injected;
     std::mutex mutex;
     int descriptor = -1;
+    // Why the keyboard could not be made (an errno value), 0 when it was.
+    int openError = 0;
 };

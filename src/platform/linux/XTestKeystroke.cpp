@@ -3,6 +3,8 @@
 #include "platform/linux/InjectedKeys.h"
 #include "platform/linux/KeyEventTranslator.h"
 
+#include <QCoreApplication>
+
 #include <xcb/xcb.h>
 #include <xcb/xcb_keysyms.h>
 #include <xcb/xtest.h>
@@ -52,6 +54,15 @@ bool XTestKeystroke::isAvailable() const
 {
     std::scoped_lock lock(mutex);
     return hasExtension && symbols != nullptr && !xcb_connection_has_error(connection);
+}
+
+// Without the lock: what it reads is set at construction, and xcb answers for errors on any thread.
+QString XTestKeystroke::unavailableReason() const
+{
+    if (hasExtension && symbols != nullptr && !xcb_connection_has_error(connection))
+        return {};
+    return QCoreApplication::translate(
+        "XTestKeystroke", "貼り付けのキーを送れません。X サーバーに XTest 拡張がないか、X サーバーにつながりません。");
 }
 
 bool XTestKeystroke::isModifierHeld() const

@@ -23,6 +23,7 @@ public:
     bool isAvailable() const override;
     bool waitForModifierRelease() override;
     bool sendPaste(bool forTerminal) override;
+    QString unavailableReason() const override;
 
 private:
     bool isModifierHeld() const;
