@@ -346,7 +346,13 @@ public:
     {
         return readText([](AtspiText *text) -> std::optional<QString> {
             GError *error = nullptr;
-            gchar *all = atspi_text_get_text(text, 0, -1, &error);
+            // GTK 4 answers an end of -1 ("to the end") with nothing: the end is asked for first.
+            const gint count = atspi_text_get_character_count(text, &error);
+            if (error != nullptr) {
+                g_clear_error(&error);
+                return std::nullopt;
+            }
+            gchar *all = atspi_text_get_text(text, 0, count, &error);
             if (error != nullptr) {
                 g_clear_error(&error);
                 g_free(all);
