@@ -498,6 +498,13 @@ def hold_speak_release(app, target, speech):
     screenshot("released")
 
 
+def hold_while_busy(app, target, speech):
+    # The target stops answering for four seconds just before the press.
+    os.kill(target.pid, signal.SIGUSR2)
+    time.sleep(0.2)
+    hold_speak_release(app, target, speech)
+
+
 def hold_while_speaking(app, target, speech):
     # For a field the application may refuse to record for: no wait for a recording.
     xdotool("keydown", RIGHT_CONTROL)
@@ -566,6 +573,8 @@ CASES = [
     Case("the server answers an error", "plain", hold_speak_release, lands=False, asks_server=True, stub_mode="error"),
     Case("the server answers garbage", "plain", hold_speak_release, lands=False, asks_server=True,
          stub_mode="garbage"),
+    Case("the target hangs at the press", "plain", hold_while_busy, lands=True, outcome="unchecked", asks_server=True,
+         short=True),
 ]
 
 # One dictation into each kind of application, without and then with a clipboard manager running.
