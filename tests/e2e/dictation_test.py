@@ -201,6 +201,8 @@ def start_windows(folder):
          lambda: Window("vte", "Sorawen VTE", "terminal", folder, [*entry_app, "vte", "Sorawen VTE", "OUTPUT"])),
         ("chromium", lambda: None if shutil.which("chromium") else "chromium is not installed",
          lambda: Chromium("chromium", "Sorawen Chromium", folder, accessible=True)),
+        ("chromium-plain", lambda: None if shutil.which("chromium") else "chromium is not installed",
+         lambda: Chromium("chromium-plain", "Sorawen Chromium without accessibility", folder, accessible=False)),
     ]
     windows, missing = {}, {}
     for name, why_not, make in wanted:
@@ -557,7 +559,8 @@ class Case:
     entry: str  # focused at the press
     keys: Callable
     lands: bool  # the sentence lands in `entry`; otherwise nothing changes
-    # What the application says of the paste; only after a paste it saw does the clipboard come back.
+    # What the application says of the paste ("a|b": either); only after a paste it saw does the
+    # clipboard come back.
     outcome: str = "confirmed"
     asks_server: Optional[bool] = None  # None: either is right
     stub_mode: str = "ok"
@@ -584,14 +587,21 @@ MATRIX = [
     ("Qt 6 line edit", "qt6", "confirmed"),
     ("xterm, no accessibility", "xterm", "unchecked"),
     ("VTE terminal", "vte", "confirmed"),
-    ("Chromium text area", "chromium", "confirmed"),
+    # Chromium answers the accessibility bus slowly on a busy machine: a field it did not name in
+    # time at the press leaves the window as the target, and the text goes there unchecked.
+    ("Chromium text area", "chromium", "confirmed|unchecked"),
 ]
+
+
+# Without accessibility only the window is known: the text goes to it unchecked. Once is enough.
+WITHOUT_ACCESSIBILITY = [("Chromium without accessibility", "chromium-plain", "unchecked")]
 
 
 def matrix_cases(manager):
     suffix = f", {manager} running" if manager else ""
+    rows = MATRIX if manager else MATRIX + WITHOUT_ACCESSIBILITY
     return [Case(f"{name}{suffix}", entry, hold_speak_release, lands=True, outcome=outcome, asks_server=True,
-                 short=True) for name, entry, outcome in MATRIX]
+                 short=True) for name, entry, outcome in rows]
 
 
 class Run:
@@ -632,9 +642,11 @@ class Run:
                 raise Failure(f"text landed elsewhere too: {others}")
             lines = wait_for("the application to say how the paste went", lambda: self.app.paste_lines()[said:], 20)
             self.idle_at = time.monotonic() + SUCCESS_SHOWN_SECONDS
-            if not lines[0].startswith(OUTCOMES[case.outcome]):
-                raise Failure(f"the application said {lines[0]!r}, not {OUTCOMES[case.outcome][-1]!r}")
-            if case.outcome == "confirmed":
+            allowed = case.outcome.split("|")
+            outcome = next((o for o in allowed if lines[0].startswith(OUTCOMES[o])), None)
+            if outcome is None:
+                raise Failure(f"the application said {lines[0]!r}, not {' or '.join(OUTCOMES[o][-1] for o in allowed)!r}")
+            if outcome == "confirmed":
                 last = [None]
 
                 def restored():
