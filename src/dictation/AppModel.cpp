@@ -457,8 +457,6 @@ QCoro::Task<> AppModel::finalize(quint64 generation, QPointer<SpeechService> ser
         co_return;
     }
     const Clock::Duration pastedAt = clock.now();
-    if (*pasted != PasteOutcome::confirmed)
-        environment.log.info(QStringLiteral("paste"), QStringLiteral("the text was not seen in the field; the clipboard keeps it"));
     environment.log.info(timing,
         QStringLiteral("認識 %1ms 清書 %2ms 貼付 %3ms 文字数 %4")
             .arg(milliseconds(recognizedAt - stoppedAt))
@@ -472,6 +470,8 @@ QCoro::Task<> AppModel::finalize(quint64 generation, QPointer<SpeechService> ser
                                                        : tr("入力を送信しました（成否は未確認）");
     if (note)
         message = tr("%1・%2").arg(message, *note);
+    // Whether the text was seen (and the clipboard given back) is in the log as the user read it.
+    environment.log.info(QStringLiteral("paste"), message);
     setState(FlowState::Success{message});
 
     const QFuture<void> shown = clock.after(secondsToDuration(successDisplaySeconds), this);

@@ -44,8 +44,9 @@ std::optional<CaptureResult> captureContext(const AccessibilityTree &tree, bool 
     const std::optional<AccessibilityTree::Application> application = tree.frontmostApplication();
     if (!application)
         return std::nullopt;
-    const std::unique_ptr<AccessibleElement> window = tree.focusedWindow(*application);
-    const std::unique_ptr<AccessibleElement> focused = tree.focusedElement(*application);
+    const AccessibilityTree::Focus focus = tree.focus(*application);
+    const std::unique_ptr<AccessibleElement> &window = focus.window;
+    const std::unique_ptr<AccessibleElement> &focused = focus.element;
 
     CaptureResult result;
     result.context.applicationName = application->localizedName;

@@ -49,13 +49,25 @@ bool isConfirmed(const std::optional<QString> &before, const std::optional<QStri
     return after && (!before || *after != *before) && after->contains(text);
 }
 
+// A target read without a focused element (no accessibility, or an application that did not answer
+// at the press) is its window: the same window in front, on anything but a password field, is it.
+bool isSame(const InputTarget &target, InputTarget current)
+{
+    if (!target.hasFocusedElement() && !current.isSecure) {
+        current.focusedRole.clear();
+        current.focusedIdentifier.clear();
+        current.focusedElementHash = 0;
+    }
+    return current == target;
+}
+
 // A read that stalls leaves the identity short of what the desktop would say; a mismatch gets one
 // more look before it counts as another target.
 bool isStillTarget(const AccessibilityTree &tree, const InputTarget &target)
 {
     for (int look = 0; look < 2; ++look) {
         const std::optional<CaptureResult> current = AccessibilityServices::captureContext(tree, false);
-        if (current && current->target == target)
+        if (current && isSame(target, current->target))
             return true;
     }
     return false;

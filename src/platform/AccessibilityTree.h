@@ -51,4 +51,14 @@ public:
     virtual std::optional<Application> frontmostApplication() const = 0;
     virtual std::unique_ptr<AccessibleElement> focusedWindow(const Application &application) const = 0;
     virtual std::unique_ptr<AccessibleElement> focusedElement(const Application &application) const = 0;
+
+    struct Focus {
+        std::unique_ptr<AccessibleElement> window;
+        std::unique_ptr<AccessibleElement> element;
+    };
+    // Both at one moment, where the tree can read them together.
+    virtual Focus focus(const Application &application) const
+    {
+        return {focusedWindow(application), focusedElement(application)};
+    }
 };

@@ -1,26 +1,18 @@
 #include "input/AccessibilityServices.h"
-#include "input/PasteService.h"
-#include "core/SystemClock.h"
 #include "platform/linux/AtspiAccess.h"
 #include "platform/linux/AtspiAccessibilityTree.h"
 #include "platform/linux/InjectedKeys.h"
 #include "platform/linux/KeyEventTranslator.h"
 #include "platform/linux/KeyboardLayout.h"
-#include "platform/linux/QtClipboardPasteboard.h"
 #include "platform/linux/WindowManagerTree.h"
 #include "platform/linux/X11ActiveWindow.h"
 #include "platform/linux/XInputKeySource.h"
 #include "platform/linux/XTestKeystroke.h"
 
-#include <QClipboard>
 #include <QElapsedTimer>
-#include <QFuture>
 #include <QGuiApplication>
-#include <QMimeData>
 #include <QProcess>
 #include <QThread>
-#include <QThreadPool>
-#include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 
@@ -234,68 +226,6 @@ TEST(DesktopInput, CaptureReadsTheEntryAndRefusesThePasswordEntry)
     EXPECT_NE(password->target.focusedElementHash, entry->target.focusedElementHash);
     EXPECT_EQ(AccessibilityServices::focusedValue(tree), std::nullopt);
     focusEntry(u"shift+Tab"_s);
-}
-
-class DesktopPaste : public ::testing::Test
-{
-protected:
-    AtspiAccess access;
-    AtspiAccessibilityTree tree;
-    QtClipboardPasteboard pasteboard;
-    InjectedKeys injected;
-    XTestKeystroke keystroke{injected};
-    SystemClock clock;
-    PasteService::Environment environment{tree, access, pasteboard, keystroke, clock};
-
-    void SetUp() override
-    {
-        ASSERT_TRUE(keystroke.isAvailable());
-        focusEntry();
-        xdotool({u"key"_s, u"ctrl+a"_s, u"BackSpace"_s});
-        xdotool({u"type"_s, u"abc "_s});
-        // The user's clipboard: one item with two formats.
-        auto *data = new QMimeData;
-        data->setText(u"mine"_s);
-        data->setHtml(u"<b>mine</b>"_s);
-        QGuiApplication::clipboard()->setMimeData(data);
-    }
-
-    // A generous time for the text to show: a loaded machine is slow to paste.
-    std::expected<PasteOutcome, PasteError> paste(const QString &text, const InputTarget &target)
-    {
-        QObject context;
-        return QCoro::waitFor(PasteService::paste(text, target, 5.0, environment, &context));
-    }
-};
-
-TEST_F(DesktopPaste, InsertsConfirmsAndRestoresTheClipboard)
-{
-    const std::optional<CaptureResult> start
-        = captureWhen(tree, false, [](const CaptureResult &r) { return r.target.focusedRole == u"text"_s; });
-    ASSERT_TRUE(start);
-    ASSERT_TRUE(waitFor([&] { return AccessibilityServices::focusedValue(tree) == u"abc "_s; }));
-    EXPECT_EQ(paste(u"Hello"_s, start->target), PasteOutcome::confirmed);
-    EXPECT_EQ(AccessibilityServices::focusedValue(tree), u"abc Hello"_s);
-    const QMimeData *restored = QGuiApplication::clipboard()->mimeData();
-    ASSERT_NE(restored, nullptr);
-    EXPECT_EQ(restored->text(), u"mine"_s);
-    EXPECT_EQ(restored->html(), u"<b>mine</b>"_s);
-}
-
-TEST_F(DesktopPaste, MovedFocusLeavesEverythingAlone)
-{
-    const std::optional<CaptureResult> start
-        = captureWhen(tree, false, [](const CaptureResult &r) { return r.target.focusedRole == u"text"_s; });
-    ASSERT_TRUE(start);
-    xdotool({u"key"_s, u"Tab"_s});
-    ASSERT_TRUE(waitFor([&] {
-        const std::optional<CaptureResult> now = AccessibilityServices::captureContext(tree, false);
-        return now && now->target.isSecure;
-    }));
-    EXPECT_EQ(paste(u"Hello"_s, start->target), std::unexpected(PasteError::targetChanged));
-    EXPECT_EQ(QGuiApplication::clipboard()->mimeData()->html(), u"<b>mine</b>"_s);
-    focusEntry(u"shift+Tab"_s);
-    EXPECT_EQ(AccessibilityServices::focusedValue(tree), u"abc "_s);
 }
 
 } // namespace

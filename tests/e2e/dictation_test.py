@@ -33,6 +33,8 @@ TEXT_TYPES = ("text/plain;charset=utf-8", "UTF8_STRING", "text/plain")
 START_LINE = re.compile(r"sorawen \[timing\] 開始 マイク (\d+)ms 入力先 (\d+)ms 認識の準備 (\d+)ms$")
 FINISH_LINE = re.compile(r"sorawen \[timing\] 認識 (\d+)ms 清書 (\d+)ms 貼付 (\d+)ms 文字数 (\d+)$")
 SKIPPED = 77
+# The clipboard managers the dictations are repeated with, each as its users run it.
+CLIPBOARD_MANAGERS = ["copyq", "parcellite"]
 # Right Control by its X key code: given the key's name, xdotool first presses left Control to
 # produce the Control modifier the name maps to, which no real keyboard does and which makes the
 # press count as a chord.
@@ -59,37 +61,42 @@ def read_json(path):
         return None
 
 
-class XTerm:
-    """An xterm, which has no accessibility, whose every received byte lands in a file. Stock xterm
-    binds no key to the clipboard; its users bind Control+Shift+V as here."""
+def missing_module(*imports):
+    """Why Debian's Python cannot run `imports` (a line of Python), or None when it can."""
+    result = run("/usr/bin/python3", "-c", "; ".join(imports))
+    return None if result.returncode == 0 else (result.stderr.strip().splitlines() or ["failed"])[-1]
 
-    TITLE = "Sorawen xterm"
 
-    def __init__(self, folder):
-        self.output = os.path.join(folder, "xterm-received")
+class Window:
+    """An application window of its own whose text lands in a file: an entry of entry_app.py, or a
+    terminal running cat. `role` is its focused element's role on the accessibility bus, None for
+    an application without accessibility."""
+
+    def __init__(self, name, title, role, folder, command, environment=None, clears_itself=False):
+        self.name, self.title, self.role, self.clears_itself = name, title, role, clears_itself
+        self.output = os.path.join(folder, f"{name}-received")
         open(self.output, "w").close()
-        self.log = open(os.path.join(folder, "xterm.log"), "w", encoding="utf-8")
-        self.process = subprocess.Popen(
-            ["xterm", "-title", self.TITLE, "-xrm",
-             "XTerm*VT100.translations: #override Shift Ctrl <Key>V: insert-selection(CLIPBOARD)",
-             "-e", "/bin/sh", "-c", f"stty raw -echo; exec cat >> '{self.output}'"],
-            stdout=self.log, stderr=self.log)
-        wait_for("the xterm window", lambda: run("xdotool", "search", "--name", f"^{self.TITLE}$").returncode == 0, 20)
+        self.log = open(os.path.join(folder, f"{name}.log"), "w", encoding="utf-8")
+        self.process = subprocess.Popen([part.replace("OUTPUT", self.output) for part in command],
+                                        env=dict(os.environ, **(environment or {})), stdout=self.log, stderr=self.log)
+
+    def wait_shown(self):
+        wait_for(f"the window {self.title!r}",
+                 lambda: self.process.poll() is None and run("xdotool", "search", "--name", f"^{self.title}$").returncode == 0,
+                 30)
 
     def text(self):
         return read_text(self.output) or ""
 
     def clear(self):
-        # cat appends, so emptying the file starts it over.
-        open(self.output, "w").close()
+        if self.clears_itself:
+            self.process.send_signal(signal.SIGUSR1)
+        else:
+            # cat appends, so emptying the file starts it over.
+            open(self.output, "w").close()
 
     def focus(self):
-        xdotool("search", "--name", f"^{self.TITLE}$", "windowactivate", "--sync")
-        active = run("xdotool", "getactivewindow", "getwindowname").stdout.strip()
-        if active != self.TITLE:
-            raise Failure(f"the active window is {active!r}, not the xterm")
-        # The terminal takes keys a moment after it is activated.
-        time.sleep(1)
+        activate(self.title, self.role)
 
     def stop(self):
         self.process.kill()
@@ -97,31 +104,142 @@ class XTerm:
         self.log.close()
 
 
-class Target:
-    """The GTK windows of target_app.py, read through the state file it keeps, and the xterm when
-    there is one."""
+class Chromium(Window):
+    """A Chromium text area on a page served from here; the page posts the area's text at every
+    change and empties it when asked. With accessibility off Chromium shows nothing on the bus."""
 
-    def __init__(self, xterm=None):
+    PAGE = """<!doctype html><html><head><title>TITLE</title></head><body>
+<textarea id="area" rows="4" cols="60" autofocus></textarea><script>
+const area = document.getElementById("area");
+let cleared = 0;
+area.addEventListener("input", () => fetch("/text", {method: "POST", body: area.value}));
+setInterval(async () => {
+  const wanted = Number(await (await fetch("/cleared")).text());
+  if (wanted !== cleared) { cleared = wanted; area.value = ""; fetch("/text", {method: "POST", body: ""}); }
+}, 100);
+</script></body></html>"""
+
+    def __init__(self, name, title, folder, accessible):
+        import http.server
+        import threading
+        page, state = self.PAGE.replace("TITLE", title).encode(), {"text": "", "cleared": 0}
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                body = page if self.path == "/" else str(state["cleared"]).encode()
+                self.send_response(200)
+                self.end_headers()
+                self.wfile.write(body)
+
+            def do_POST(self):
+                state["text"] = self.rfile.read(int(self.headers["Content-Length"])).decode("utf-8")
+                self.send_response(204)
+                self.end_headers()
+
+            def log_message(self, *_):
+                pass
+
+        self.state = state
+        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+        # A throwaway profile without first-run pages; no sandbox, which needs user namespaces
+        # that a root test run does not have.
+        command = ["chromium", "--no-sandbox", "--test-type", "--no-first-run", "--no-default-browser-check",
+                   "--disable-gpu", "--password-store=basic", f"--user-data-dir={folder}/{name}-profile",
+                   f"--app=http://127.0.0.1:{self.server.server_address[1]}/"]
+        environment = {}
+        if accessible:
+            command.append("--force-renderer-accessibility")
+            # Chromium joins the accessibility bus only when the environment says it is wanted.
+            environment["ACCESSIBILITY_ENABLED"] = "1"
+        super().__init__(name, title, "entry" if accessible else None, folder, command, environment)
+
+    def text(self):
+        return self.state["text"]
+
+    def clear(self):
+        self.state["cleared"] += 1
+        wait_for(f"the text area of {self.title!r} to empty", lambda: not self.state["text"], 5)
+
+    def stop(self):
+        super().stop()
+        self.server.shutdown()
+
+
+def activate(title, role):
+    """Makes the window `title` the active one and waits until its focused element has `role` on
+    the accessibility bus (None: a window without accessibility, given a moment instead)."""
+    xdotool("search", "--name", f"^{title}$", "windowactivate", "--sync")
+    active = run("xdotool", "getactivewindow", "getwindowname").stdout.strip()
+    if active != title:
+        raise Failure(f"the active window is {active!r}, not {title!r}")
+    if role is None:
+        # The application takes keys a moment after it is activated.
+        time.sleep(1)
+        return
+    probe = run("/usr/bin/python3", os.path.join(HERE, "atspi_wait.py"), title, role, "15", timeout=60)
+    if probe.returncode != 0:
+        raise Failure(probe.stderr.strip())
+
+
+def start_windows(folder):
+    """The other applications dictated into, started side by side, and why any could not be."""
+    xterm_keys = "XTerm*VT100.translations: #override Shift Ctrl <Key>V: insert-selection(CLIPBOARD)"
+    entry_app = ["/usr/bin/python3", os.path.join(HERE, "entry_app.py")]
+    wanted = [
+        # Stock xterm binds no key to the clipboard; its users bind Control+Shift+V as here.
+        ("xterm", lambda: None if shutil.which("xterm") else "xterm is not installed",
+         lambda: Window("xterm", "Sorawen xterm", None, folder, ["xterm", "-title", "Sorawen xterm", "-xrm", xterm_keys,
+                        "-e", "/bin/sh", "-c", "stty raw -echo; exec cat >> 'OUTPUT'"])),
+        ("gtk4", lambda: missing_module("import gi", "gi.require_version('Gtk', '4.0')"),
+         lambda: Window("gtk4", "Sorawen GTK 4", "text", folder, [*entry_app, "gtk4", "Sorawen GTK 4", "OUTPUT"],
+                        clears_itself=True)),
+        ("qt6", lambda: missing_module("import PyQt6.QtWidgets"),
+         lambda: Window("qt6", "Sorawen Qt 6", "text", folder, [*entry_app, "qt6", "Sorawen Qt 6", "OUTPUT"],
+                        {"QT_ACCESSIBILITY": "1"}, clears_itself=True)),
+        ("vte", lambda: missing_module("import gi", "gi.require_version('Vte', '2.91')"),
+         lambda: Window("vte", "Sorawen VTE", "terminal", folder, [*entry_app, "vte", "Sorawen VTE", "OUTPUT"])),
+        ("chromium", lambda: None if shutil.which("chromium") else "chromium is not installed",
+         lambda: Chromium("chromium", "Sorawen Chromium", folder, accessible=True)),
+        ("chromium-plain", lambda: None if shutil.which("chromium") else "chromium is not installed",
+         lambda: Chromium("chromium-plain", "Sorawen Chromium without accessibility", folder, accessible=False)),
+    ]
+    windows, missing = {}, {}
+    for name, why_not, make in wanted:
+        reason = why_not()
+        if reason:
+            missing[name] = reason
+        else:
+            windows[name] = make()
+    for window in windows.values():
+        window.wait_shown()
+    return windows, missing
+
+
+class Target:
+    """The GTK 3 windows of target_app.py, read through the state file it keeps, and the other
+    windows dictated into."""
+
+    def __init__(self, windows):
         self.state_file = os.environ["SORAWEN_TARGET_STATE"]
         self.pid = int(os.environ["SORAWEN_TARGET_PID"])
-        self.xterm = xterm
+        self.windows = windows
 
     def state(self):
         return read_json(self.state_file) or {"texts": {}, "focused": None}
 
     def texts(self):
-        texts = self.state()["texts"]
-        return dict(texts, xterm=self.xterm.text()) if self.xterm else texts
+        return dict(self.state()["texts"], **{name: window.text() for name, window in self.windows.items()})
 
     def clear(self):
-        if self.xterm:
-            self.xterm.clear()
+        for window in self.windows.values():
+            window.clear()
         os.kill(self.pid, signal.SIGUSR1)
         wait_for("the target's entries to empty", lambda: not any(self.texts().values()), 10)
 
     def focus(self, entry):
-        if entry == "xterm":
-            self.xterm.focus()
+        if entry in self.windows:
+            self.windows[entry].focus()
             return
         title, role = {
             "plain": ("Sorawen target", "text"),
@@ -136,10 +254,7 @@ class Target:
             except Failure:
                 xdotool("key", "Tab")
         wait_for(f"the focus on the entry {entry!r}", lambda: self.state()["focused"] == entry, 5)
-        # The application finds the focused field through the accessibility bus, which lags behind GTK.
-        probe = run("/usr/bin/python3", os.path.join(HERE, "atspi_wait.py"), title, role, "15", timeout=60)
-        if probe.returncode != 0:
-            raise Failure(probe.stderr.strip())
+        activate(title, role)
 
 
 class Clipboard:
@@ -189,6 +304,49 @@ class Clipboard:
             "application/x-sorawen-test": contents.get("application/x-sorawen-test"),
         }
         return [f"{mime}: {found[mime]!r} instead of {text!r}" for mime, text in CLIPBOARD.items() if found[mime] != text]
+
+
+class ClipboardManager:
+    """A clipboard manager as its users run it, keeping its history in the test's folder. It counts
+    as running once its history holds the user's item."""
+
+    def __init__(self, name, folder, clipboard):
+        self.name, self.clipboard = name, clipboard
+        home = os.path.join(folder, name)
+        environment = dict(os.environ, HOME=home, XDG_DATA_HOME=os.path.join(home, "data"),
+                           XDG_CONFIG_HOME=os.path.join(home, "config"))
+        self.log = open(os.path.join(folder, f"{name}.log"), "w", encoding="utf-8")
+        parcellite = os.path.join(home, "data", "parcellite")
+        command, is_up, self.history = {
+            "copyq": (["copyq"], lambda: self.copyq("count").strip().isdigit(), lambda: self.copyq("read", "0")),
+            "parcellite": (["parcellite", "--no-icon"], lambda: os.path.exists(os.path.join(parcellite, "fifo_cmd")),
+                           lambda: read_text(os.path.join(parcellite, "history")) or ""),
+        }[name]
+        self.environment = environment
+        self.process = subprocess.Popen(command, env=environment, stdout=self.log, stderr=self.log)
+        wait_for(f"{name} to start", lambda: self.process.poll() is None and is_up(), 30)
+        # An item taken before the manager watches the clipboard never reaches its history, and
+        # answering its command line comes before watching: the item is taken again until it does.
+        taken = [0]
+
+        def kept():
+            if time.monotonic() - taken[0] > 3:
+                clipboard.take(f"{name}-start")
+                taken[0] = time.monotonic()
+            return self.process.poll() is None and CLIPBOARD["text/plain"] in self.history()
+        wait_for(f"{name} to keep the user's clipboard item in its history", kept, 30, poll=0.3)
+
+    def copyq(self, *arguments):
+        return subprocess.run(["copyq", *arguments], env=self.environment, capture_output=True, text=True,
+                              timeout=10, check=False).stdout
+
+    def stop(self):
+        if self.name == "copyq":
+            self.copyq("exit")
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+        self.log.close()
 
 
 class Stub:
@@ -254,6 +412,9 @@ class Application:
         with open(self.stderr_file, encoding="utf-8", errors="replace") as source:
             return source.read().splitlines()
 
+    def paste_lines(self):
+        return [line[len(PASTE_LINE):] for line in self.lines() if line.startswith(PASTE_LINE)]
+
     def tail(self, count=60):
         # libatspi's harmless criticals would crowd out the application's own lines.
         # So would the accessibility reads that took no time.
@@ -318,17 +479,32 @@ def speak(speech):
 
 # The user's keys and speech, one function per way of dictating.
 
+def short_speech(speech, folder):
+    """The first 1.5 s of `speech` as a file of its own: enough for a dictation whose words the
+    transcription server makes up anyway."""
+    import wave
+    path = os.path.join(folder, "short-speech.wav")
+    with wave.open(speech) as source, wave.open(path, "wb") as out:
+        out.setparams(source.getparams())
+        out.writeframes(source.readframes(int(source.getframerate() * 1.5)))
+    return path
+
+
 def hold_speak_release(app, target, speech):
     xdotool("keydown", RIGHT_CONTROL)
     app.wait_recording("after the press")
-    player = subprocess.Popen(["paplay", "-d", "mic_feed", speech])
-    time.sleep(3)
+    speak(speech)
     screenshot("recording")
-    if player.wait(60) != 0:
-        raise Failure("paplay failed")
     xdotool("keyup", RIGHT_CONTROL)
     time.sleep(0.1)
     screenshot("released")
+
+
+def hold_while_busy(app, target, speech):
+    # The target stops answering for four seconds just before the press.
+    os.kill(target.pid, signal.SIGUSR2)
+    time.sleep(0.2)
+    hold_speak_release(app, target, speech)
 
 
 def hold_while_speaking(app, target, speech):
@@ -366,16 +542,29 @@ def move_focus_before_release(app, target, speech):
     xdotool("keyup", RIGHT_CONTROL)
 
 
+# What the application says after a paste, by what it could see of it.
+OUTCOMES = {
+    "confirmed": ("入力を確認しました", "Text inserted"),
+    "unchecked": ("入力を送信しました（入力欄は確認できません）", "Text sent (the field could not be checked)"),
+    "unconfirmed": ("入力を送信しました（成否は未確認）", "Text sent (not confirmed)"),
+}
+PASTE_LINE = "sorawen [paste] "
+# How long the success shows after the paste line (1.2 s), and a margin.
+SUCCESS_SHOWN_SECONDS = 1.6
+
+
 @dataclass
 class Case:
     name: str
     entry: str  # focused at the press
     keys: Callable
-    lands: bool  # the sentence lands in `entry` and the clipboard comes back; otherwise nothing changes
-    # False where the paste cannot be seen (no accessibility): the clipboard then keeps the sentence.
-    clipboard_back: bool = True
+    lands: bool  # the sentence lands in `entry`; otherwise nothing changes
+    # What the application says of the paste ("a|b": either); only after a paste it saw does the
+    # clipboard come back.
+    outcome: str = "confirmed"
     asks_server: Optional[bool] = None  # None: either is right
     stub_mode: str = "ok"
+    short: bool = False  # a second of speech is enough
 
 
 CASES = [
@@ -387,17 +576,42 @@ CASES = [
     Case("the server answers an error", "plain", hold_speak_release, lands=False, asks_server=True, stub_mode="error"),
     Case("the server answers garbage", "plain", hold_speak_release, lands=False, asks_server=True,
          stub_mode="garbage"),
-    Case("xterm: no accessibility, Control+Shift+V", "xterm", hold_speak_release, lands=True, asks_server=True,
-         clipboard_back=False),
+    Case("the target hangs at the press", "plain", hold_while_busy, lands=True, outcome="unchecked", asks_server=True,
+         short=True),
+]
+
+# One dictation into each kind of application, without and then with a clipboard manager running.
+MATRIX = [
+    ("GTK 3 entry", "plain", "confirmed"),
+    ("GTK 4 entry", "gtk4", "confirmed"),
+    ("Qt 6 line edit", "qt6", "confirmed"),
+    ("xterm, no accessibility", "xterm", "unchecked"),
+    ("VTE terminal", "vte", "confirmed"),
+    # Chromium answers the accessibility bus slowly on a busy machine: a field it did not name in
+    # time at the press leaves the window as the target, and the text goes there unchecked.
+    ("Chromium text area", "chromium", "confirmed|unchecked"),
 ]
 
 
+# Without accessibility only the window is known: the text goes to it unchecked. Once is enough.
+WITHOUT_ACCESSIBILITY = [("Chromium without accessibility", "chromium-plain", "unchecked")]
+
+
+def matrix_cases(manager):
+    suffix = f", {manager} running" if manager else ""
+    rows = MATRIX if manager else MATRIX + WITHOUT_ACCESSIBILITY
+    return [Case(f"{name}{suffix}", entry, hold_speak_release, lands=True, outcome=outcome, asks_server=True,
+                 short=True) for name, entry, outcome in rows]
+
+
 class Run:
-    def __init__(self, app, target, clipboard, stub, speech):
-        self.app, self.target, self.clipboard, self.stub, self.speech = app, target, clipboard, stub, speech
+    def __init__(self, app, target, clipboard, stub, speech, short_speech):
+        self.app, self.target, self.clipboard, self.stub = app, target, clipboard, stub
+        self.speech, self.short_speech = speech, short_speech
         # How long a dictation took from the release to the text; a case that must change nothing
         # waits twice that before it looks.
         self.landing_seconds = None
+        self.idle_at = 0.0
 
     def quiet_window(self):
         return max(5.0, 2 * self.landing_seconds) if self.landing_seconds else 15.0
@@ -410,8 +624,11 @@ class Run:
         self.target.focus(case.entry)
         self.stub.set_mode(case.stub_mode)
         before = len(self.stub.transcriptions())
+        said = len(self.app.paste_lines())
+        # A press while the last dictation's success still shows starts nothing.
+        time.sleep(max(0.0, self.idle_at - time.monotonic()))
         try:
-            case.keys(self.app, self.target, self.speech)
+            case.keys(self.app, self.target, self.short_speech if case.short else self.speech)
         finally:
             run("xdotool", "keyup", RIGHT_CONTROL)
         released = time.monotonic()
@@ -423,7 +640,13 @@ class Run:
             others = {name: text for name, text in self.target.texts().items() if name != case.entry and text}
             if others:
                 raise Failure(f"text landed elsewhere too: {others}")
-            if case.clipboard_back:
+            lines = wait_for("the application to say how the paste went", lambda: self.app.paste_lines()[said:], 20)
+            self.idle_at = time.monotonic() + SUCCESS_SHOWN_SECONDS
+            allowed = case.outcome.split("|")
+            outcome = next((o for o in allowed if lines[0].startswith(OUTCOMES[o])), None)
+            if outcome is None:
+                raise Failure(f"the application said {lines[0]!r}, not {' or '.join(OUTCOMES[o][-1] for o in allowed)!r}")
+            if outcome == "confirmed":
                 last = [None]
 
                 def restored():
@@ -524,7 +747,9 @@ def main():
     stub = Stub(folder)
     app = Application(binary, folder, stub.port)
     clipboard = Clipboard(folder)
-    xterm = None
+    windows, manager = {}, None
+    # A developer's choice of cases, by a regular expression over their names.
+    only = os.environ.get("SORAWEN_DICTATION_CASES")
     failures = []
 
     def report(name, error):
@@ -532,6 +757,8 @@ def main():
         print(f"FAIL  {name}: {error}", file=sys.stderr)
 
     try:
+        # The other applications start while the application does.
+        windows, missing = start_windows(folder)
         try:
             # The application says when it listens for the key; its PulseAudio connection comes
             # earlier still, and the recordings are watched through it.
@@ -541,17 +768,34 @@ def main():
         except Failure as failure:
             app.check_alive()
             raise failure
-        xterm = XTerm(folder)
-        session = Run(app, Target(xterm), clipboard, stub, speech)
-        for number, case in enumerate(CASES, 1):
-            try:
-                session.case(case, number)
-                print(f"ok    {case.name}")
-            except Failure as failure:
-                report(case.name, failure)
-                if app.process.poll() is not None:
-                    break
-        for name, check in (("history file", check_history), ("timing lines", check_timing_lines)):
+        session = Run(app, Target(windows), clipboard, stub, speech, short_speech(speech, folder))
+        passes = [(None, CASES + matrix_cases(None))]
+        for name in CLIPBOARD_MANAGERS:
+            passes.append((name, matrix_cases(name)))
+        number = 0
+        for manager_name, cases in passes:
+            if manager_name:
+                if not shutil.which(manager_name):
+                    print(f"skip  every case with {manager_name}: {manager_name} is not installed")
+                    continue
+                if manager:
+                    manager.stop()
+                manager = ClipboardManager(manager_name, folder, clipboard)
+            for case in cases:
+                number += 1
+                if only and not re.search(only, case.name):
+                    continue
+                if case.entry in missing:
+                    print(f"skip  {case.name}: {missing[case.entry]}")
+                    continue
+                try:
+                    session.case(case, number)
+                    print(f"ok    {case.name}")
+                except Failure as failure:
+                    report(case.name, failure)
+                    if app.process.poll() is not None:
+                        break
+        for name, check in () if only else (("history file", check_history), ("timing lines", check_timing_lines)):
             try:
                 check(app)
                 print(f"ok    {name}")
@@ -563,8 +807,10 @@ def main():
         report("driver", traceback.format_exc())
     finally:
         clipboard.release()
-        if xterm is not None:
-            xterm.stop()
+        if manager:
+            manager.stop()
+        for window in windows.values():
+            window.stop()
         app.stop()
         stub.stop()
     if os.environ.get("SORAWEN_KEEP_STDERR"):

@@ -6,11 +6,13 @@
 # With a file name as argument it writes its state there as JSON whenever it changes: the text of
 # every entry and which entry has the keyboard focus in the active window ("focused", null when
 # none), so a test can wait for a paste or a focus change without asking the accessibility bus.
-# SIGUSR1 empties every entry.
+# SIGUSR1 empties every entry; SIGUSR2 keeps the application busy for four seconds, answering
+# nobody, as a hung application does.
 import json
 import os
 import signal
 import sys
+import time
 
 import gi
 
@@ -85,5 +87,6 @@ add_window("Sorawen other", [("other", True)])
 _, plain = add_window("Sorawen target", [("plain", True), ("secret", False)])
 plain.grab_focus()
 GLib.unix_signal_add(GLib.PRIORITY_DEFAULT, signal.SIGUSR1, clear_entries)
+GLib.unix_signal_add(GLib.PRIORITY_DEFAULT, signal.SIGUSR2, lambda: time.sleep(4) or True)
 write_state()
 Gtk.main()

@@ -56,6 +56,8 @@ struct AtspiAccessibilityTree::Worker {
     GMainLoop *loop = g_main_loop_new(context, FALSE);
     std::thread thread;
     // Touched only on the worker thread.
+    // When the caller of the job running now stops waiting for it.
+    std::chrono::steady_clock::time_point jobDeadline = std::chrono::steady_clock::time_point::max();
     AtspiAccessible *lastFocused = nullptr;
     AtspiAccessible *lastWindow = nullptr;
     AtspiEventListener *listener = nullptr;
@@ -131,28 +133,56 @@ struct AtspiAccessibilityTree::Worker {
         g_source_unref(source);
     }
 
+    // On the worker thread: whether the caller of the running job has stopped waiting for it. The
+    // searches ask between their calls, so a job given up on frees the thread for the next one
+    // after at most one more call's time-out.
+    bool isPastDeadline() const { return std::chrono::steady_clock::now() >= jobDeadline; }
+
     // Runs `work` on the worker thread; nothing when it does not finish in time. A job may make
     // several calls, and libatspi now and then waits out a call's whole time-out although the
     // application answered (seen with GTK 3 applications, and at their startup allowance): the
-    // wait covers one such call and the rest of the job.
+    // wait covers one such call and the rest of the job. A job still queued when its caller gave
+    // up is dropped unrun; `discard` releases what a job finished too late returned.
     template<typename Result>
-    std::optional<Result> run(std::function<Result()> work)
+    std::optional<Result> run(std::function<Result()> work, std::function<void(Result &)> discard = {})
     {
-        auto task = std::make_shared<std::packaged_task<Result()>>(std::move(work));
-        std::future<Result> future = task->get_future();
+        const std::chrono::milliseconds limit = startupAllowance() + timeout;
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        struct Shared {
+            std::mutex mutex;
+            std::condition_variable done;
+            std::optional<Result> result;
+            bool isAbandoned = false;
+        };
+        auto shared = std::make_shared<Shared>();
         QElapsedTimer queued;
         queued.start();
-        post([task, queued] {
+        post([this, shared, work = std::move(work), discard = std::move(discard), queued, deadline] {
             const qint64 waited = queued.elapsed();
-            (*task)();
+            if (std::chrono::steady_clock::now() >= deadline) {
+                qCDebug(readTrace, "read dropped: its caller gave up while it waited %lld ms", waited);
+                return;
+            }
+            jobDeadline = deadline;
+            Result result = work();
+            jobDeadline = std::chrono::steady_clock::time_point::max();
             qCDebug(readTrace, "read: %lld ms queued, %lld ms running", waited, queued.elapsed() - waited);
+            std::scoped_lock lock(shared->mutex);
+            if (shared->isAbandoned) {
+                if (discard)
+                    discard(result);
+                return;
+            }
+            shared->result = std::move(result);
+            shared->done.notify_all();
         });
-        const std::chrono::milliseconds limit = startupAllowance() + timeout;
-        if (future.wait_for(limit) != std::future_status::ready) {
+        std::unique_lock lock(shared->mutex);
+        if (!shared->done.wait_until(lock, deadline, [&] { return shared->result.has_value(); })) {
+            shared->isAbandoned = true;
             qCDebug(readTrace, "read given up after %lld ms", qint64(limit.count()));
             return std::nullopt;
         }
-        return future.get();
+        return std::move(shared->result);
     }
 
     // On the worker thread: the active top-level window of another process.
@@ -163,13 +193,13 @@ struct AtspiAccessibilityTree::Worker {
         AtspiAccessible *desktop = atspi_get_desktop(0);
         AtspiAccessible *found = nullptr;
         const int applications = atspi_accessible_get_child_count(desktop, nullptr);
-        for (int a = 0; a < applications && found == nullptr; ++a) {
+        for (int a = 0; a < applications && found == nullptr && !isPastDeadline(); ++a) {
             AtspiAccessible *application = atspi_accessible_get_child_at_index(desktop, a, nullptr);
             if (application == nullptr)
                 continue;
             if (processOf(application) != ownProcess) {
                 const int windows = atspi_accessible_get_child_count(application, nullptr);
-                for (int w = 0; w < windows && found == nullptr; ++w) {
+                for (int w = 0; w < windows && found == nullptr && !isPastDeadline(); ++w) {
                     AtspiAccessible *window = atspi_accessible_get_child_at_index(application, w, nullptr);
                     if (window != nullptr && hasState(window, ATSPI_STATE_ACTIVE))
                         found = ref(window);
@@ -187,17 +217,17 @@ struct AtspiAccessibilityTree::Worker {
     }
 
     // On the worker thread: the focused element inside `window`, searched breadth-first, bounded.
-    static AtspiAccessible *focusedDescendant(AtspiAccessible *window)
+    AtspiAccessible *focusedDescendant(AtspiAccessible *window) const
     {
         std::vector<AtspiAccessible *> queue{ref(window)};
         AtspiAccessible *found = nullptr;
-        for (size_t i = 0; i < queue.size() && i < 5000; ++i) {
+        for (size_t i = 0; i < queue.size() && i < 5000 && !isPastDeadline(); ++i) {
             AtspiAccessible *node = queue[i];
             if (found == nullptr && i > 0 && hasState(node, ATSPI_STATE_FOCUSED))
                 found = ref(node);
             if (found == nullptr) {
                 const int children = atspi_accessible_get_child_count(node, nullptr);
-                for (int c = 0; c < children && c < 500; ++c) {
+                for (int c = 0; c < children && c < 500 && !isPastDeadline(); ++c) {
                     if (AtspiAccessible *child = atspi_accessible_get_child_at_index(node, c, nullptr))
                         queue.push_back(child);
                 }
@@ -238,12 +268,10 @@ public:
         : worker(std::move(worker))
         , accessible(accessible)
     { }
+    // Released on the worker in its turn; nobody waits for that.
     ~AtspiElement() override
     {
-        worker->run<bool>([accessible = accessible] {
-            g_object_unref(accessible);
-            return true;
-        });
+        worker->post([accessible = accessible] { g_object_unref(accessible); });
     }
 
     std::optional<QString> title() const override
@@ -346,7 +374,13 @@ public:
     {
         return readText([](AtspiText *text) -> std::optional<QString> {
             GError *error = nullptr;
-            gchar *all = atspi_text_get_text(text, 0, -1, &error);
+            // GTK 4 answers an end of -1 ("to the end") with nothing: the end is asked for first.
+            const gint count = atspi_text_get_character_count(text, &error);
+            if (error != nullptr) {
+                g_clear_error(&error);
+                return std::nullopt;
+            }
+            gchar *all = atspi_text_get_text(text, 0, count, &error);
             if (error != nullptr) {
                 g_clear_error(&error);
                 g_free(all);
@@ -461,6 +495,12 @@ AtspiAccessible *refIfOwnedBy(AtspiAccessible *accessible, qint32 owner)
     return accessible != nullptr && processOf(accessible) == owner ? ref(accessible) : nullptr;
 }
 
+// What a job found after its caller gave up.
+void release(AtspiAccessible *&accessible)
+{
+    g_clear_object(&accessible);
+}
+
 } // namespace
 
 std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedWindow(const Application &application) const
@@ -469,7 +509,7 @@ std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedWindow(const A
         return nullptr;
     return wrap(worker, worker->run<AtspiAccessible *>([worker = worker.get(), owner = application.processIdentifier] {
         return refIfOwnedBy(worker->activeWindow(), owner);
-    }));
+    }, release));
 }
 
 std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedElement(const Application &application) const
@@ -478,5 +518,26 @@ std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedElement(const 
         return nullptr;
     return wrap(worker, worker->run<AtspiAccessible *>([worker = worker.get(), owner = application.processIdentifier] {
         return refIfOwnedBy(worker->focusedElement(), owner);
-    }));
+    }, release));
+}
+
+AccessibilityTree::Focus AtspiAccessibilityTree::focus(const Application &application) const
+{
+    if (!worker)
+        return {};
+    using Pair = std::pair<AtspiAccessible *, AtspiAccessible *>;
+    const std::optional<Pair> found = worker->run<Pair>(
+        [worker = worker.get(), owner = application.processIdentifier] {
+            AtspiAccessible *window = refIfOwnedBy(worker->activeWindow(), owner);
+            // The element is looked for in the window just read, not in one activated since.
+            AtspiAccessible *element = window != nullptr ? refIfOwnedBy(worker->focusedElement(), owner) : nullptr;
+            return Pair{window, element};
+        },
+        [](Pair &late) {
+            release(late.first);
+            release(late.second);
+        });
+    if (!found)
+        return {};
+    return {wrap(worker, found->first), wrap(worker, found->second)};
 }

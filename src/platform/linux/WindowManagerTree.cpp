@@ -71,3 +71,10 @@ std::unique_ptr<AccessibleElement> WindowManagerTree::focusedElement(const Appli
 {
     return accessibility.focusedElement(application);
 }
+
+AccessibilityTree::Focus WindowManagerTree::focus(const Application &application) const
+{
+    if (windows == nullptr || application.windowIdentifier == 0)
+        return accessibility.focus(application);
+    return {focusedWindow(application), accessibility.focusedElement(application)};
+}

@@ -19,6 +19,7 @@ public:
     std::optional<Application> frontmostApplication() const override;
     std::unique_ptr<AccessibleElement> focusedWindow(const Application &application) const override;
     std::unique_ptr<AccessibleElement> focusedElement(const Application &application) const override;
+    Focus focus(const Application &application) const override;
 
 private:
     const AccessibilityTree &accessibility;

@@ -96,6 +96,13 @@ TEST(PasteService, RefusalsLeaveTheClipboardAlone)
             PasteError::targetChanged, 0},
         {"nothing frontmost", [](Fixture &f, InputTarget &) { f.tree.application.reset(); }, PasteError::targetChanged,
             0},
+        {"no field read at the press, a password field now",
+            [](Fixture &f, InputTarget &t) {
+                t = InputTarget{t.processIdentifier, t.bundleIdentifier, t.windowTitle, {}, {}, 0, false,
+                    t.windowIdentifier};
+                f.tree.focused->role = AccessibilityServices::secureFieldRole;
+            },
+            PasteError::targetChanged, 0},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -314,6 +321,8 @@ TEST(PasteService, TerminalsAndFieldsThatCannotBeRead)
                 f.tree.focused.reset();
             },
             PasteOutcome::unchecked, 0ms, true, dictation},
+        {"field unanswered at the press: sent to the same window, unchecked",
+            [](Fixture &f) { f.tree.unansweredFocusReads = 1; }, PasteOutcome::unchecked, 0ms, false, dictation},
         {"an editor is no terminal",
             [](Fixture &f) {
                 f.tree.application->bundleIdentifier = u"org.gnome.TextEditor"_s;
