@@ -2,6 +2,7 @@
 
 #include "engines/SpeechGate.h"
 
+#include <algorithm>
 #include <deque>
 #include <optional>
 
@@ -51,6 +52,9 @@ std::expected<void, QString> GatedRecognizer::run(const std::function<void(const
     QString earlier;
     // What the last running-transcript decode covered: the segment's start, its end, its speech.
     std::optional<SpeechGate::Segment> shown;
+    // Its cost, as the audio that came in while it ran: the next one waits for as much again after
+    // it, so running decodes take at most about half the time and the finals never fall behind.
+    size_t cost = 0;
     const size_t paceSamples = size_t(pace * sampleRate);
 
     auto report = [&](const SpeechGate::Segment &segment, bool isFinal) -> std::expected<void, QString> {
@@ -60,6 +64,10 @@ std::expected<void, QString> GatedRecognizer::run(const std::function<void(const
             = decode(std::vector<float>(from, from + std::ptrdiff_t(segment.end - segment.start)), earlier, isFinal);
         const bool isStopped = shouldStop();
         isDecodingVolatile = false;
+        if (!isFinal) {
+            std::scoped_lock guard(mutex);
+            cost = incoming.size();
+        }
         if (isStopped)
             return {};
         if (!text)
@@ -112,7 +120,8 @@ std::expected<void, QString> GatedRecognizer::run(const std::function<void(const
         if (!open)
             continue;
         const bool isSameSegment = shown && shown->start == open->start;
-        if (isSameSegment && (open->speech <= shown->speech || open->end < shown->end + paceSamples))
+        if (isSameSegment
+            && (open->speech <= shown->speech || open->end < shown->end + std::max(paceSamples, 2 * cost)))
             continue;
         shown = open;
         if (std::expected<void, QString> reported = report(*open, false); !reported)

@@ -53,21 +53,6 @@ TEST_F(WithTestData, WavFilesAreReadOrRefused)
     EXPECT_FALSE(WavFile::read(QStringLiteral("/nonexistent.wav")));
 }
 
-TEST_F(WithTestData, SileroFindsTheFourPhrasesOfTheRecording)
-{
-    std::expected<std::unique_ptr<VoiceActivity>, QString> voice
-        = VoiceActivity::load(testFile("silero-vad-v6.2.0.bin"));
-    ASSERT_TRUE(voice) << voice.error().toStdString();
-    const std::vector<VoiceActivity::Segment> segments = (*voice)->segments(jfk().samples);
-    const std::vector<VoiceActivity::Segment> expected{{0.32, 2.27}, {3.27, 4.41}, {5.38, 7.68}, {8.16, 10.62}};
-    ASSERT_EQ(segments.size(), expected.size());
-    for (size_t i = 0; i < expected.size(); ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_NEAR(segments[i].start, expected[i].start, 0.05);
-        EXPECT_NEAR(segments[i].end, expected[i].end, 0.05);
-    }
-}
-
 WhisperRecognizer::Options tinyOptions()
 {
     return {testFile("whisper-test-tiny.bin"), testFile("silero-vad-v6.2.0.bin"), QStringLiteral("en"), 1.0, 2};
@@ -107,31 +92,6 @@ TEST_F(WithTestData, BothEnginesRunThroughARecording)
         // The four phrases close four segments: each ends in a final result.
         EXPECT_EQ(std::count_if(results.begin(), results.end(), [](const auto &r) { return r.isFinal; }), 4);
     }
-}
-
-TEST_F(WithTestData, CancellingEndsTheSessionWithoutResults)
-{
-    WhisperRecognizer::Options options = tinyOptions();
-    options.vadModelFile.clear();
-    WhisperRecognizer recognizer(options);
-    ASSERT_TRUE(recognizer.prepare({}));
-    const AudioBuffer audio = jfk();
-    recognizer.append(audio);
-    recognizer.append(audio);
-    std::atomic<int> afterCancel{0};
-    std::atomic<bool> isCancelled{false};
-    std::future<std::expected<void, QString>> running = std::async(std::launch::async, [&] {
-        return recognizer.run([&](const auto &) {
-            if (isCancelled)
-                ++afterCancel;
-        });
-    });
-    // The first volatile decode of 22 s is under way.
-    ASSERT_EQ(running.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
-    isCancelled = true;
-    recognizer.cancel();
-    EXPECT_TRUE(running.get());
-    EXPECT_EQ(afterCancel.load(), 0);
 }
 
 TEST_F(WithTestData, BadModelFilesAreRefusedWithAReason)
@@ -277,56 +237,32 @@ public:
         bool operator==(const Decode &) const = default;
     };
 
-    bool isHolding = true;
-
     HeldDecodes()
         : GatedRecognizer(0.25)
     { }
     std::expected<void, QString> prepare(const QStringList &) override { return {}; }
     std::optional<AudioFormat> bestAudioFormat(const AudioFormat &) const override { return AudioFormat{16000, 1}; }
 
-    // Waits until `count` decodes have started (false after ten seconds).
-    bool awaitStarted(size_t count)
+    // Makes `change` under the lock, then waits until `until` holds (false after ten seconds).
+    bool await(const std::function<bool()> &until, const std::function<void()> &change = [] {})
     {
         std::unique_lock guard(mutex);
-        return changed.wait_for(guard, std::chrono::seconds(10), [&] { return decodes.size() >= count; });
-    }
-    // Lets the decode under way return, and waits until it has.
-    void release()
-    {
-        std::unique_lock guard(mutex);
-        released = decodes.size();
+        change();
         changed.notify_all();
-        changed.wait_for(guard, std::chrono::seconds(10), [&] { return ended >= released; });
+        return changed.wait_for(guard, std::chrono::seconds(10), until);
     }
-    std::vector<Decode> decoded()
-    {
-        std::scoped_lock guard(mutex);
-        return decodes;
-    }
-    void report(const Result &result)
-    {
-        std::scoped_lock guard(mutex);
-        reported.push_back(result.text);
-        changed.notify_all();
-    }
-    // Waits until `count` results have been reported (false after ten seconds).
-    bool awaitReported(size_t count)
-    {
-        std::unique_lock guard(mutex);
-        return changed.wait_for(guard, std::chrono::seconds(10), [&] { return reported.size() >= count; });
-    }
-    std::vector<QString> reportedSoFar()
-    {
-        std::scoped_lock guard(mutex);
-        return reported;
-    }
+
+    bool isHolding = true;
+    std::vector<Decode> decodes;
+    std::vector<QString> reported;
+    size_t released = 0;
+    size_t ended = 0;
 
 protected:
     std::expected<QString, QString> decode(const std::vector<float> &samples, const QString &earlier, bool isFinal) override
     {
         std::unique_lock guard(mutex);
-        EXPECT_EQ(running++, 0) << "a decode started while another ran";
+        EXPECT_EQ(ended, decodes.size()) << "a decode started while another ran";
         decodes.push_back({isFinal, std::round(double(samples.size()) / 1600.0) / 10.0, earlier});
         const size_t index = decodes.size();
         changed.notify_all();
@@ -334,7 +270,6 @@ protected:
         while (isHolding && released < index && !shouldStop())
             changed.wait_for(guard, std::chrono::milliseconds(1));
         decodes[index - 1].wasStopped = shouldStop();
-        --running;
         ++ended;
         changed.notify_all();
         return QStringLiteral("<%1>").arg(index);
@@ -344,11 +279,6 @@ protected:
 private:
     std::mutex mutex;
     std::condition_variable changed;
-    std::vector<Decode> decodes;
-    std::vector<QString> reported;
-    size_t released = 0;
-    size_t ended = 0;
-    int running = 0;
 };
 
 // An even sound (every window of the gate holds the same samples), with a quieter gap of 64 ms at
@@ -385,10 +315,11 @@ TEST(GatedRecognizer, DecodesArePacedAndTheEndOfInputStopsARunningOne)
     };
     const QString first = QStringLiteral("<1>");
     const Case cases[] = {
-        {"audio heard during a decode is decoded once, after it; none without new audio", true,
-            {{Act::append, 1}, {Act::await, 1}, {Act::append, 1}, {Act::append, 2}, {Act::release}, {Act::await, 2},
-                {Act::release}, {Act::reported, 2}, {Act::finish}, {Act::await, 3}, {Act::release}},
-            {{false, 1.0, {}}, {false, 4.0, {}}, {true, 4.0, {}}},
+        {"a decode that took 3 s of audio waits for 3 s more after it; none without new audio", true,
+            {{Act::append, 1}, {Act::await, 1}, {Act::append, 3}, {Act::release}, {Act::reported, 1}, {Act::append, 2},
+                {Act::append, 1},
+                {Act::await, 2}, {Act::release}, {Act::reported, 2}, {Act::finish}, {Act::await, 3}, {Act::release}},
+            {{false, 1.0, {}}, {false, 7.0, {}}, {true, 7.0, {}}},
             {QStringLiteral("<1>"), QStringLiteral("<2>"), QStringLiteral("<3>")}},
         {"the end of input stops the running decode and the final follows at once", true,
             {{Act::append, 2}, {Act::await, 1}, {Act::finish}, {Act::await, 2}, {Act::release}},
@@ -396,7 +327,8 @@ TEST(GatedRecognizer, DecodesArePacedAndTheEndOfInputStopsARunningOne)
         {"a cancel stops the running decode and reports nothing", true,
             {{Act::append, 2}, {Act::await, 1}, {Act::cancel}}, {{false, 2.0, {}, true}}, {}},
         {"too little new audio waits for more", true,
-            {{Act::append, 1}, {Act::await, 1}, {Act::append, 0.1}, {Act::release}, {Act::append, 0.2},
+            {{Act::append, 1}, {Act::await, 1}, {Act::append, 0.1}, {Act::release}, {Act::reported, 1},
+                {Act::append, 0.2},
                 {Act::await, 2}, {Act::release}, {Act::reported, 2}, {Act::finish}, {Act::await, 3}, {Act::release}},
             {{false, 1.0, {}}, {false, 1.3, {}}, {true, 1.3, {}}},
             {QStringLiteral("<1>"), QStringLiteral("<2>"), QStringLiteral("<3>")}},
@@ -414,30 +346,34 @@ TEST(GatedRecognizer, DecodesArePacedAndTheEndOfInputStopsARunningOne)
         SCOPED_TRACE(c.name);
         HeldDecodes recognizer;
         recognizer.isHolding = c.isHolding;
-        std::future<std::expected<void, QString>> running = std::async(
-            std::launch::async, [&] { return recognizer.run([&](const auto &result) { recognizer.report(result); }); });
+        HeldDecodes &r = recognizer;
+        std::future<std::expected<void, QString>> running = std::async(std::launch::async, [&] {
+            return r.run([&](const auto &result) { r.await([] { return true; }, [&] { r.reported.push_back(result.text); }); });
+        });
         // A failed step leaves the run to a cancel, not to a wait for ever.
         const std::unique_ptr<HeldDecodes, void (*)(HeldDecodes *)> stopper(&recognizer, [](HeldDecodes *r) { r->cancel(); });
         for (const Step &step : c.steps) {
             switch (step.act) {
             case Act::append: recognizer.append(AudioBuffer{{16000, 1}, sound(step.value, step.gaps)}); break;
-            case Act::await: ASSERT_TRUE(recognizer.awaitStarted(size_t(step.value))); break;
-            case Act::release: recognizer.release(); break;
-            case Act::reported: ASSERT_TRUE(recognizer.awaitReported(size_t(step.value))); break;
+            case Act::await: ASSERT_TRUE(r.await([&] { return r.decodes.size() >= size_t(step.value); })); break;
+            case Act::release:
+                ASSERT_TRUE(r.await([&] { return r.ended >= r.released; }, [&] { r.released = r.decodes.size(); }));
+                break;
+            case Act::reported: ASSERT_TRUE(r.await([&] { return r.reported.size() >= size_t(step.value); })); break;
             case Act::finish: recognizer.finishInput(); break;
             case Act::cancel: recognizer.cancel(); break;
             }
         }
         ASSERT_EQ(running.wait_for(std::chrono::seconds(10)), std::future_status::ready);
         EXPECT_TRUE(running.get());
-        std::vector<Decode> decodes = recognizer.decoded();
+        std::vector<Decode> decodes = recognizer.decodes;
         if (!c.isHolding) {
             // Running decodes of a stream that came all at once depend on the thread's timing.
             std::erase_if(decodes, [](const Decode &d) { return !d.isFinal; });
             for (Decode &d : decodes)
                 d.earlier = d.earlier.isEmpty() ? QString() : first;
         } else {
-            EXPECT_EQ(recognizer.reportedSoFar(), c.reported);
+            EXPECT_EQ(recognizer.reported, c.reported);
         }
         EXPECT_EQ(decodes, c.decodes);
     }
