@@ -10,6 +10,9 @@
 #                on the test desktop, remove the package; changes the system, so root or sudo only
 # make bench-latency  the latency harness: dictations through the running application on the test
 #                desktop, p50 and p95 of each stage, idle and peak memory
+# make bench-recognition  the wait from the end of speech to the final text at real-time pace, on
+#                generated base and small models, beside whisper.cpp's own command-line program
+#                (built once by bench/build-whisper-cli); RUNS=N runs per figure (default 5)
 # make test-sanitized  the tests under the address and undefined-behaviour sanitizers
 
 BUILD_DIR ?= build
@@ -23,7 +26,7 @@ CTEST_ARGS ?=
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := true
 
-.PHONY: all deps configure build run test test-sanitized install package package-test bench-latency clean
+.PHONY: all deps configure build run test test-sanitized install package package-test bench-latency bench-recognition clean
 
 all: build
 
@@ -63,6 +66,10 @@ package-test: package
 
 bench-latency: build
 	tests/e2e/with-desktop --audio /usr/bin/python3 bench/latency.py $(BUILD_DIR)/bin/sorawen ../shared/testdata
+
+RUNS ?= 5
+bench-recognition: build
+	@cli=$$(bench/build-whisper-cli) && $(BUILD_DIR)/bin/bench_recognition_latency --runs=$(RUNS) --cli=$$cli
 
 # The same tests built with the address and undefined-behaviour sanitizers (build-sanitize/).
 # Configured afresh, as the main build, when the engines' prefix changes.

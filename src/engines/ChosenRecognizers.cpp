@@ -6,9 +6,14 @@
 #include "speech/ModelCatalogue.h"
 #include "store/SpeechModelChoice.h"
 
+#include <QElapsedTimer>
 #include <QFile>
+#include <QLoggingCategory>
 
 namespace {
+
+// The start-up load of the recogniser, so a slow first recording can be told from a slow model.
+Q_LOGGING_CATEGORY(speechTrace, "sorawen.speech", QtInfoMsg)
 
 WhisperRecognizer::Options whisperOptions(
     const SpeechModelChoice::Source &source, const SpeechModelStore &installed, const QString &localeIdentifier)
@@ -75,8 +80,15 @@ void ChosenRecognizers::prewarm(const QString &localeIdentifier)
         return;
     const WhisperRecognizer::Options options = whisperOptions(source, installed, localeIdentifier);
     // A model not installed yet is installed, and loaded, by the first recording.
-    TaskPools::run(TaskPools::longWork(), [options] {
-        if (QFile::exists(options.modelFile))
-            (void)WhisperRecognizer::prewarm(options);
+    TaskPools::run(TaskPools::longWork(), [options, localeIdentifier] {
+        if (!QFile::exists(options.modelFile))
+            return;
+        QElapsedTimer timer;
+        timer.start();
+        if (std::expected<void, QString> warm = WhisperRecognizer::prewarm(options); warm)
+            qCInfo(speechTrace, "loaded the recogniser for %s in %lld ms", qPrintable(localeIdentifier), timer.elapsed());
+        else
+            qCWarning(speechTrace, "could not load the recogniser for %s: %s", qPrintable(localeIdentifier),
+                qPrintable(warm.error()));
     });
 }

@@ -23,7 +23,10 @@ std::vector<SpeechGate::Segment> SpeechGate::follow(const float *samples, size_t
             const std::vector<float> probabilities = voice->probabilities(at, window);
             isSpeech = !probabilities.empty() && probabilities.front() >= speechThreshold;
         }
-        step(isSpeech, closed);
+        float energy = 0;
+        for (int i = 0; i < window; ++i)
+            energy += at[i] * at[i];
+        step(isSpeech, energy / float(window), closed);
     };
     if (!partial.empty()) {
         const size_t taken = std::min(count, window - partial.size());
@@ -41,10 +44,11 @@ std::vector<SpeechGate::Segment> SpeechGate::follow(const float *samples, size_t
     return closed;
 }
 
-void SpeechGate::step(bool isSpeech, std::vector<Segment> &closed)
+void SpeechGate::step(bool isSpeech, float energy, std::vector<Segment> &closed)
 {
     const size_t at = judged;
     judged += window;
+    windows.push_back({isSpeech, energy});
     if (isSpeech) {
         if (!firstSpeech)
             firstSpeech = at;
@@ -52,14 +56,16 @@ void SpeechGate::step(bool isSpeech, std::vector<Segment> &closed)
         silence = 0;
     } else if (firstSpeech) {
         silence += window;
-        if (silence >= pause) {
+        const std::optional<Segment> open = current();
+        const bool isLate = open && judged - open->start >= longest - lateSpan;
+        if (silence >= pause || (isLate && silence >= briefPause)) {
             // The segment keeps one window of the pause; a candidate with too little speech was a
             // click or a breath and is forgotten.
-            const size_t end = judged - silence + window;
-            if (std::optional<Segment> segment = current()) {
-                segment->end = end;
-                closed.push_back(*segment);
-                restart(end);
+            if (open) {
+                // After a full pause the detector starts afresh with the next segment.
+                if (silence >= pause && voice != nullptr)
+                    voice->reset();
+                cutAt(judged - silence + window, closed);
             } else {
                 firstSpeech.reset();
                 speech = 0;
@@ -67,24 +73,62 @@ void SpeechGate::step(bool isSpeech, std::vector<Segment> &closed)
             }
             return;
         }
+    } else if (windows.size() > 2 * keptWindows) {
+        // Only a segment's own windows are looked at again.
+        windows.erase(windows.begin(), windows.end() - std::ptrdiff_t(keptWindows));
+        windowsFrom = judged - keptWindows * window;
     }
-    // Cut at the longest span; speech going on opens the next segment right at the cut.
-    if (std::optional<Segment> segment = current(); segment && judged - segment->start >= longest) {
-        segment->end = judged;
+    const std::optional<Segment> open = current();
+    if (!open || judged - open->start < longest)
+        return;
+    // At the limit the cut goes after the quietest window of the last seconds: one the detector
+    // did not hear as speech if there is one, else the one with the least energy (a gap between
+    // words); the later one of equals.
+    const size_t searchFrom = std::max({open->start, judged - lateSpan, windowsFrom});
+    size_t quietest = windows.size() - 1;
+    for (size_t i = (searchFrom - windowsFrom + window - 1) / window; i < windows.size(); ++i) {
+        if (std::pair(windows[i].isSpeech, windows[i].energy)
+            <= std::pair(windows[quietest].isSpeech, windows[quietest].energy))
+            quietest = i;
+    }
+    cutAt(windowsFrom + (quietest + 1) * window, closed);
+}
+
+void SpeechGate::cutAt(size_t end, std::vector<Segment> &closed)
+{
+    const size_t cut = (end - windowsFrom) / window;
+    if (std::optional<Segment> segment = current()) {
+        segment->end = end;
+        segment->speech = 0;
+        for (size_t i = (*firstSpeech - windowsFrom) / window; i < cut; ++i)
+            segment->speech += windows[i].isSpeech ? window : 0;
         closed.push_back(*segment);
-        restart(judged);
+    }
+    const std::vector<Window> after(windows.begin() + std::ptrdiff_t(cut), windows.end());
+    restart(end);
+    // What was judged after the cut begins the next segment.
+    for (const Window &judgedWindow : after) {
+        const size_t at = windowsFrom + windows.size() * window;
+        windows.push_back(judgedWindow);
+        if (judgedWindow.isSpeech) {
+            if (!firstSpeech)
+                firstSpeech = at;
+            speech += window;
+            silence = 0;
+        } else if (firstSpeech) {
+            silence += window;
+        }
     }
 }
 
 void SpeechGate::restart(size_t from)
 {
     floor = from;
+    windowsFrom = from;
+    windows.clear();
     firstSpeech.reset();
     speech = 0;
     silence = 0;
-    // The detector follows one segment at a time.
-    if (voice != nullptr)
-        voice->reset();
 }
 
 std::optional<SpeechGate::Segment> SpeechGate::current() const
@@ -100,6 +144,8 @@ std::optional<SpeechGate::Segment> SpeechGate::finish()
     std::optional<Segment> last = current();
     restart(judged + partial.size());
     partial.clear();
+    if (voice != nullptr)
+        voice->reset();
     return last;
 }
 

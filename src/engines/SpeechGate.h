@@ -11,8 +11,10 @@ class VoiceActivity;
 // Decides, from the voice detector, which stretches of a recording are worth decoding: a segment
 // opens only after about a quarter of a second of speech (a click or a breath never opens one),
 // starts a little before the first speech heard (so a soft first syllable is kept), and closes at
-// a pause after speech or at the longest span the recogniser takes. Silence is never decoded.
-// Positions are sample counts from the start of the recording (16 kHz mono).
+// a pause after speech. A segment growing towards the longest span the recogniser takes closes at
+// a shorter pause once it is long, and at the limit at its quietest moment of the last seconds, so
+// it is never cut in the middle of a word when a gap between words was there to cut at.
+// Silence is never decoded. Positions are sample counts from the start of the recording (16 kHz mono).
 class SpeechGate
 {
 public:
@@ -30,6 +32,10 @@ public:
     static constexpr size_t pause = 16 * window; // 512 ms
     static constexpr size_t leadIn = 8000; // 500 ms
     static constexpr size_t longest = size_t(16000) * 28; // whisper's window is 30 s
+    // In the last seconds before the limit a shorter pause closes the segment, and the forced cut
+    // looks for the quietest window there.
+    static constexpr size_t lateSpan = size_t(16000) * 8;
+    static constexpr size_t briefPause = 4 * window; // 128 ms
 
     // Without a detector every window counts as speech.
     explicit SpeechGate(VoiceActivity *voice);
@@ -44,13 +50,26 @@ public:
     size_t keepFrom() const;
 
 private:
-    void step(bool isSpeech, std::vector<Segment> &closed);
+    struct Window {
+        bool isSpeech;
+        float energy;
+    };
+
+    void step(bool isSpeech, float energy, std::vector<Segment> &closed);
+    // Closes the open segment at `end`, which lies inside its windows, and goes on after it with
+    // the windows already judged there.
+    void cutAt(size_t end, std::vector<Segment> &closed);
     void restart(size_t from);
 
     VoiceActivity *voice;
     std::vector<float> partial; // fewer samples than a window, not yet judged
     size_t judged = 0; // windows judged so far end here
     size_t floor = 0; // end of the last closed segment
+    // The windows judged since `windowsFrom` (no earlier than `floor`, and no earlier than the
+    // open segment's start).
+    std::vector<Window> windows;
+    size_t windowsFrom = 0;
+    static constexpr size_t keptWindows = leadIn / window + 1;
     std::optional<size_t> firstSpeech; // first speech window of the segment being gathered
     size_t speech = 0;
     size_t silence = 0; // samples of the pause running now

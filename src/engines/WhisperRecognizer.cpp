@@ -29,9 +29,6 @@ void silenceEngineLogs()
     (void)silenced;
 }
 
-// A segment with less speech than this that decodes to a stock phrase was noise.
-constexpr size_t shortSpeech = WhisperRecognizer::sampleRate;
-
 enum class ModelKind { whisper, parakeet, unknown };
 
 // Both engines share the ggml file magic, and each one aborts the process when handed the other's
@@ -46,9 +43,65 @@ ModelKind kindOf(const QString &fileName)
     if (header.size() < 8 || !header.startsWith("lmgg"))
         return ModelKind::unknown;
     const qint32 vocabulary = qFromLittleEndian<qint32>(header.constData() + 4);
-    if (vocabulary >= 51864 && vocabulary <= 51866)
-        return ModelKind::whisper;
-    return vocabulary > 0 && vocabulary < 51864 ? ModelKind::parakeet : ModelKind::unknown;
+    if (vocabulary > 0 && vocabulary < 51864)
+        return ModelKind::parakeet;
+    if (vocabulary < 51864 || vocabulary > 51866)
+        return ModelKind::unknown;
+    // whisper.cpp takes a file that ends before its tensors for an empty test model and reads past
+    // the end unchecked, so a file cut short in its mel filters or vocabulary is refused here.
+    // The filters and the vocabulary take about 600 kB.
+    if (!file.seek(0))
+        return ModelKind::unknown;
+    const QByteArray head = file.read(4 << 20);
+    qsizetype at = 48;
+    auto number = [&] {
+        if (at + 4 > head.size())
+            return qint32(-1);
+        at += 4;
+        return qFromLittleEndian<qint32>(head.constData() + at - 4);
+    };
+    const qint32 mels = number();
+    const qint32 bins = number();
+    if (mels <= 0 || bins <= 0 || mels > 512 || bins > 4096)
+        return ModelKind::unknown;
+    at += qsizetype(mels) * bins * 4;
+    const qint32 tokens = number();
+    if (tokens <= 0 || tokens > vocabulary)
+        return ModelKind::unknown;
+    for (qint32 i = 0; i < tokens; ++i) {
+        const qint32 length = number();
+        if (length < 0 || at + length > head.size())
+            return ModelKind::unknown;
+        at += length;
+    }
+    return ModelKind::whisper;
+}
+
+std::vector<whisper_token> tokens(whisper_context *context, const QByteArray &text)
+{
+    std::vector<whisper_token> found(size_t(text.size()) + 1);
+    int count = whisper_tokenize(context, text.constData(), found.data(), int(found.size()));
+    if (count < 0) {
+        found.resize(size_t(-count));
+        count = whisper_tokenize(context, text.constData(), found.data(), int(found.size()));
+    }
+    found.resize(size_t(std::max(count, 0)));
+    return found;
+}
+
+// Whisper reads at most half its text context as the prompt and keeps the end of a longer one.
+// The user's words come first, at most half of that; the rest is the end of what was said before.
+std::vector<whisper_token> promptTokens(whisper_context *context, const QByteArray &dictionary, const QByteArray &earlier)
+{
+    const size_t room = size_t(whisper_n_text_ctx(context) / 2 - 1);
+    std::vector<whisper_token> prompt = dictionary.isEmpty() ? std::vector<whisper_token>() : tokens(context, dictionary);
+    prompt.resize(std::min(prompt.size(), room / 2));
+    if (!earlier.isEmpty()) {
+        const std::vector<whisper_token> said = tokens(context, earlier);
+        const size_t taken = std::min(said.size(), room - prompt.size());
+        prompt.insert(prompt.end(), said.end() - std::ptrdiff_t(taken), said.end());
+    }
+    return prompt;
 }
 
 QString wrongModel(const QString &fileName)
@@ -119,6 +172,14 @@ std::expected<std::unique_ptr<VoiceActivity>, QString> VoiceActivity::load(const
     if (!QFile::exists(fileName))
         return std::unexpected(
             QCoreApplication::translate("VoiceActivity", "音声区間検出モデルがありません: %1").arg(fileName));
+    // whisper.cpp reads the header's sizes unchecked: another model's file would make it allocate
+    // whatever its bytes say. A Silero file names its model right after the magic.
+    QFile file(fileName);
+    const QByteArray header = file.open(QIODevice::ReadOnly) ? file.read(14) : QByteArray();
+    if (header.size() < 14 || !header.startsWith("lmgg") || qFromLittleEndian<qint32>(header.constData() + 4) > 64
+        || header.mid(8, 6) != "silero")
+        return std::unexpected(
+            QCoreApplication::translate("VoiceActivity", "音声区間検出モデルを読み込めませんでした: %1").arg(fileName));
     silenceEngineLogs();
     whisper_vad_context_params parameters = whisper_vad_default_context_params();
     parameters.n_threads = 1;
@@ -313,7 +374,8 @@ std::optional<WhisperRecognizer::Engine> WhisperRecognizer::engineOf(const QStri
 }
 
 WhisperRecognizer::WhisperRecognizer(Options options)
-    : options(std::move(options))
+    : GatedRecognizer(options.pace)
+    , options(std::move(options))
     , language(this->options.language.toUtf8())
 { }
 
@@ -351,7 +413,7 @@ std::expected<void, QString> WhisperRecognizer::prepare(const QStringList &conte
         session = std::move(*loaded);
     }
     // The user's words steer the decoder towards their spelling.
-    initialPrompt = contextualStrings.join(language == "ja" ? QStringLiteral("、") : QStringLiteral(", ")).toUtf8();
+    dictionary = contextualStrings.join(language == "ja" ? QStringLiteral("、") : QStringLiteral(", ")).toUtf8();
     return {};
 }
 
@@ -362,37 +424,14 @@ std::optional<AudioFormat> WhisperRecognizer::bestAudioFormat(const AudioFormat 
     return AudioFormat{double(sampleRate), 1};
 }
 
-void WhisperRecognizer::append(const AudioBuffer &buffer)
-{
-    if (buffer.format != AudioFormat{double(sampleRate), 1})
-        return;
-    std::scoped_lock guard(mutex);
-    incoming.insert(incoming.end(), buffer.samples.begin(), buffer.samples.end());
-    arrived.notify_one();
-}
-
-void WhisperRecognizer::finishInput()
-{
-    std::scoped_lock guard(mutex);
-    isInputFinished = true;
-    arrived.notify_one();
-}
-
-void WhisperRecognizer::cancel()
-{
-    isCancelled = true;
-    std::scoped_lock guard(mutex);
-    arrived.notify_one();
-}
-
 std::expected<QString, QString> WhisperRecognizer::decodeWithParakeet(const std::vector<float> &samples)
 {
     parakeet_state *state = session->parakeetState;
     parakeet_full_params parameters = parakeet_full_default_params(PARAKEET_SAMPLING_GREEDY);
     parameters.n_threads = EngineModels::threadCount(options.threads);
     parameters.no_context = true;
-    parameters.abort_callback = [](void *cancelled) { return static_cast<std::atomic<bool> *>(cancelled)->load(); };
-    parameters.abort_callback_user_data = &isCancelled;
+    parameters.abort_callback = [](void *recognizer) { return static_cast<WhisperRecognizer *>(recognizer)->shouldStop(); };
+    parameters.abort_callback_user_data = this;
     const int status = parakeet_full_with_state(
         session->parakeet->context(), state, parameters, samples.data(), int(samples.size()));
     QString text;
@@ -400,13 +439,26 @@ std::expected<QString, QString> WhisperRecognizer::decodeWithParakeet(const std:
         for (int i = 0; i < parakeet_full_n_segments_from_state(state); ++i)
             text += QString::fromUtf8(parakeet_full_get_segment_text_from_state(state, i));
     }
-    if (status != 0 && !isCancelled)
+    if (status != 0 && !shouldStop())
         return std::unexpected(
             QCoreApplication::translate("WhisperRecognizer", "音声認識に失敗しました（%1）。").arg(status));
     return text;
 }
 
-std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<float> &samples)
+VoiceActivity *WhisperRecognizer::voiceActivity()
+{
+    return session->voice.get();
+}
+
+std::expected<void, QString> WhisperRecognizer::run(const std::function<void(const Result &)> &onResult)
+{
+    if (!session)
+        return std::unexpected(QCoreApplication::translate("WhisperRecognizer", "音声認識の準備ができていません。"));
+    return GatedRecognizer::run(onResult);
+}
+
+std::expected<QString, QString> WhisperRecognizer::decode(
+    const std::vector<float> &samples, const QString &earlier, bool isFinal)
 {
     if (session->parakeet)
         return decodeWithParakeet(samples);
@@ -424,13 +476,17 @@ std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<floa
     parameters.print_timestamps = false;
     parameters.suppress_blank = true;
     parameters.suppress_nst = true;
-    parameters.initial_prompt = initialPrompt.isEmpty() ? nullptr : initialPrompt.constData();
+    const std::vector<whisper_token> prompt = promptTokens(session->model->context(), dictionary, earlier.toUtf8());
+    parameters.prompt_tokens = prompt.empty() ? nullptr : prompt.data();
+    parameters.prompt_n_tokens = int(prompt.size());
+    if (!isFinal || !options.isFallbackAllowed)
+        parameters.temperature_inc = 0;
     // The encoder works on 50 frames a second; encoding only what is there, not 30 s, is what
     // makes decoding the open segment again and again affordable.
     const int frames = int(std::ceil(double(samples.size()) / sampleRate * 50.0)) + 16;
     parameters.audio_ctx = std::min(frames, whisper_n_audio_ctx(session->model->context()));
-    parameters.abort_callback = [](void *cancelled) { return static_cast<std::atomic<bool> *>(cancelled)->load(); };
-    parameters.abort_callback_user_data = &isCancelled;
+    parameters.abort_callback = [](void *recognizer) { return static_cast<WhisperRecognizer *>(recognizer)->shouldStop(); };
+    parameters.abort_callback_user_data = this;
 
     const int status
         = whisper_full_with_state(session->model->context(), state, parameters, samples.data(), int(samples.size()));
@@ -439,72 +495,8 @@ std::expected<QString, QString> WhisperRecognizer::decode(const std::vector<floa
         for (int i = 0; i < whisper_full_n_segments_from_state(state); ++i)
             text += QString::fromUtf8(whisper_full_get_segment_text_from_state(state, i));
     }
-    if (status != 0 && !isCancelled)
+    if (status != 0 && !shouldStop())
         return std::unexpected(
             QCoreApplication::translate("WhisperRecognizer", "音声認識に失敗しました（%1）。").arg(status));
     return text;
-}
-
-std::expected<void, QString> WhisperRecognizer::run(const std::function<void(const Result &)> &onResult)
-{
-    if (!session)
-        return std::unexpected(QCoreApplication::translate("WhisperRecognizer", "音声認識の準備ができていません。"));
-    SpeechGate gate(session->voice.get());
-    // The recording from `audioStart` on; what the gate will never decode is dropped from the front.
-    std::vector<float> audio;
-    size_t audioStart = 0;
-    size_t decodedUpTo = 0;
-    const size_t paceSamples = size_t(options.pace * sampleRate);
-
-    auto report = [&](const SpeechGate::Segment &segment, bool isFinal) -> std::expected<void, QString> {
-        const auto from = audio.begin() + std::ptrdiff_t(segment.start - audioStart);
-        std::expected<QString, QString> text
-            = decode(std::vector<float>(from, from + std::ptrdiff_t(segment.end - segment.start)));
-        if (!text)
-            return std::unexpected(text.error());
-        // Whisper answers noise with stock phrases; a segment with little speech that says only one is dropped.
-        if (!isCancelled && !(segment.speech < shortSpeech && isSilencePhrase(*text)))
-            onResult(Result{*text, isFinal});
-        return {};
-    };
-
-    for (;;) {
-        bool isLast = false;
-        const size_t before = audio.size();
-        {
-            std::unique_lock guard(mutex);
-            arrived.wait_for(guard, std::chrono::milliseconds(int(options.pace * 1000)),
-                [&] { return isCancelled || isInputFinished || incoming.size() >= paceSamples; });
-            if (isCancelled)
-                return {};
-            audio.insert(audio.end(), incoming.begin(), incoming.end());
-            incoming.clear();
-            isLast = isInputFinished;
-        }
-
-        for (const SpeechGate::Segment &segment : gate.follow(audio.data() + before, audio.size() - before)) {
-            if (std::expected<void, QString> reported = report(segment, true); !reported)
-                return reported;
-            if (isCancelled)
-                return {};
-        }
-        if (isLast) {
-            const std::optional<SpeechGate::Segment> rest = gate.finish();
-            return rest ? report(*rest, true) : std::expected<void, QString>{};
-        }
-        const size_t keepFrom = gate.keepFrom();
-        if (keepFrom > audioStart) {
-            audio.erase(audio.begin(), audio.begin() + std::ptrdiff_t(keepFrom - audioStart));
-            audioStart = keepFrom;
-        }
-        const std::optional<SpeechGate::Segment> open = gate.current();
-        const size_t heard = audioStart + audio.size();
-        if (open && heard >= decodedUpTo + paceSamples) {
-            decodedUpTo = heard;
-            if (std::expected<void, QString> reported = report(*open, false); !reported)
-                return reported;
-            if (isCancelled)
-                return {};
-        }
-    }
 }

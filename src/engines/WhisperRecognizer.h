@@ -1,13 +1,10 @@
 #pragma once
 
-#include "platform/SpeechRecognizer.h"
+#include "engines/GatedRecognizer.h"
 
 #include <QString>
 
-#include <atomic>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 struct parakeet_context;
@@ -82,14 +79,11 @@ private:
 };
 
 // Recognition with whisper.cpp (a Whisper or a Parakeet TDT model) on 16 kHz mono audio, on the
-// thread that calls run(). The voice detector decides what is decoded (SpeechGate): a segment
-// opens only after enough speech, and the open segment is decoded again each time `pace` of new
-// audio has come in (a volatile result); when the detector hears a pause after speech, the segment
-// up to the pause is decoded once more and given as a final result; at the end of input the rest
-// is. Silence is never decoded, and a stock phrase decoded from little speech is dropped.
-// Each decode encodes only the segment's own length (audio_ctx cut to it), not 30 s. A cancel is
-// seen between the engine's encoder and decoder runs, so it waits for an encode under way.
-class WhisperRecognizer final : public SpeechRecognizer
+// thread that calls run(), paced and gated as GatedRecognizer says. Each decode encodes only the
+// segment's own length (audio_ctx cut to it), not 30 s. Whisper is given the user's words and the
+// tail of the recording's earlier final text as its prompt. A stop (cancel, or the end of input
+// during a running-transcript decode) is seen after the encoder and between decoded tokens.
+class WhisperRecognizer final : public GatedRecognizer
 {
 public:
     enum class Engine { whisper, parakeet };
@@ -98,9 +92,12 @@ public:
         QString modelFile;
         QString vadModelFile;
         QString language; // "ja" or "en"
-        double pace = 1.0; // seconds of new audio between volatile decodes
+        double pace = 0.25; // least seconds of new audio between running-transcript decodes
         int threads = 0; // 0: up to 4, as the machine has
         Engine engine = Engine::whisper;
+        // Decode a final result again at a higher temperature when whisper judges it poor (the
+        // running transcript never is: it is replaced soon anyway).
+        bool isFallbackAllowed = true;
     };
 
     explicit WhisperRecognizer(Options options);
@@ -118,27 +115,20 @@ public:
 
     std::expected<void, QString> prepare(const QStringList &contextualStrings) override;
     std::optional<AudioFormat> bestAudioFormat(const AudioFormat &hardware) const override;
-    void append(const AudioBuffer &buffer) override;
-    void finishInput() override;
-    void cancel() override;
     std::expected<void, QString> run(const std::function<void(const Result &)> &onResult) override;
 
-    static constexpr int sampleRate = 16000;
+protected:
+    std::expected<QString, QString> decode(
+        const std::vector<float> &samples, const QString &earlier, bool isFinal) override;
+    VoiceActivity *voiceActivity() override;
 
 private:
-    std::expected<QString, QString> decode(const std::vector<float> &samples);
     std::expected<QString, QString> decodeWithParakeet(const std::vector<float> &samples);
 
     Options options;
     // The model, its decoding state and the voice detector; kept loaded for the next recording
     // when this one ends.
     std::unique_ptr<WarmSession> session;
-    QByteArray initialPrompt;
+    QByteArray dictionary;
     QByteArray language;
-
-    std::mutex mutex;
-    std::condition_variable arrived;
-    std::vector<float> incoming;
-    bool isInputFinished = false;
-    std::atomic<bool> isCancelled{false};
 };

@@ -138,41 +138,33 @@ TEST(SpeechServiceCapture, ConverterIsReusedUntilTheFormatChanges)
 
 TEST(SpeechServiceCapture, StartFailures)
 {
-    {
-        Fixture f;
-        f.engine.format = AudioFormat{0, 0};
-        EXPECT_EQ(
-            f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::noInput, {}}));
-    }
-    {
-        Fixture f;
-        ASSERT_TRUE(f.service.startCapture().result());
-        EXPECT_EQ(
-            f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
-    }
-    {
-        Fixture f;
-        f.service.stopInput();
-        EXPECT_EQ(
-            f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::cancelled, {}}));
-    }
-    {
-        Fixture f;
-        f.engine.failingStarts = 1;
-        EXPECT_EQ(f.service.startCapture().result(),
-            std::unexpected(SpeechServiceError{SpeechServiceError::engineFailed, QStringLiteral("device busy")}));
-        EXPECT_TRUE(f.service.isStopped());
-        EXPECT_FALSE(f.engine.tapFormat);
-    }
-    {
+    struct Case {
+        const char *name;
+        std::function<void(Fixture &)> arrange;
+        SpeechServiceError expected;
+        bool isStopped;
+        // The first start of "started twice" keeps its microphone; every failure closes its own.
+        bool isTapped;
+    };
+    const SpeechServiceError cancelled{SpeechServiceError::cancelled, {}};
+    const Case cases[] = {
+        {"no usable format", [](Fixture &f) { f.engine.format = AudioFormat{0, 0}; },
+            {SpeechServiceError::noInput, {}}, false, false},
+        {"started twice", [](Fixture &f) { ASSERT_TRUE(f.service.startCapture().result()); }, cancelled, false, true},
+        {"already stopped", [](Fixture &f) { f.service.stopInput(); }, cancelled, true, false},
+        {"the engine does not start", [](Fixture &f) { f.engine.failingStarts = 1; },
+            {SpeechServiceError::engineFailed, QStringLiteral("device busy")}, true, false},
         // Started, but nothing is ever heard: the microphone is not live.
+        {"never heard", [](Fixture &f) { f.engine.isSilent = true; }, {SpeechServiceError::noInput, {}}, true, false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
         Fixture f;
-        f.engine.isSilent = true;
-        EXPECT_EQ(
-            f.service.startCapture().result(), std::unexpected(SpeechServiceError{SpeechServiceError::noInput, {}}));
-        EXPECT_TRUE(f.service.isStopped());
-        EXPECT_FALSE(f.engine.tapFormat);
-        EXPECT_FALSE(f.engine.running);
+        c.arrange(f);
+        EXPECT_EQ(f.service.startCapture().result(), std::unexpected(c.expected));
+        EXPECT_EQ(f.service.isStopped(), c.isStopped);
+        EXPECT_EQ(bool(f.engine.tapFormat), c.isTapped);
+        EXPECT_EQ(f.engine.running, c.isTapped);
     }
 }
 
