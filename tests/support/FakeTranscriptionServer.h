@@ -1,19 +1,15 @@
 #pragma once
 
-#include <QHostAddress>
-#include <QList>
+#include "LoopbackServer.h"
+
 #include <QMap>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QUrl>
 
-#include <memory>
-
-// An OpenAI-compatible transcription server on the loopback interface, served by the event loop of
-// the thread that made it. The first path segment picks its behaviour: /good answers {"text": text},
-// /error fails with 500 and a message, /garbage answers something that is not JSON, /notext answers
-// JSON without "text", /hang never answers. Every request is kept with its multipart fields.
-class FakeTranscriptionServer : public QObject
+// An OpenAI-compatible transcription server on the loopback interface. The first path segment picks
+// its behaviour: /good answers {"text": text}, /error fails with 500 and a message, /garbage answers
+// something that is not JSON, /notext answers JSON without "text", /hang never answers. Every
+// request is kept with its multipart fields.
+class FakeTranscriptionServer
 {
 public:
     struct Request {
@@ -27,57 +23,20 @@ public:
     QList<Request> requests;
     QByteArray text = "We meet at noon.";
 
-    FakeTranscriptionServer()
-    {
-        server.listen(QHostAddress::LocalHost);
-        QObject::connect(&server, &QTcpServer::newConnection, this, [this] {
-            while (QTcpSocket *socket = server.nextPendingConnection())
-                serve(socket);
-        });
-    }
-    QUrl base(const char *mode) const
-    {
-        return QUrl(QStringLiteral("http://127.0.0.1:%1/%2/v1").arg(server.serverPort()).arg(QLatin1StringView(mode)));
-    }
+    QUrl base(const char *mode) const { return QUrl(server.url("/") + QLatin1StringView(mode) + QStringLiteral("/v1")); }
 
 private:
-    void serve(QTcpSocket *socket)
+    static Request formOf(const LoopbackServer::Request &received)
     {
-        auto received = std::make_shared<QByteArray>();
-        QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket, received] {
-            received->append(socket->readAll());
-            const qsizetype headerEnd = received->indexOf("\r\n\r\n");
-            if (headerEnd < 0)
-                return;
-            qsizetype length = 0;
-            QByteArray boundary;
-            for (const QByteArray &line : received->left(headerEnd).split('\n')) {
-                const QByteArray lower = line.trimmed().toLower();
-                if (lower.startsWith("content-length:"))
-                    length = line.mid(15).trimmed().toLongLong();
-                if (lower.startsWith("content-type:") && lower.contains("boundary="))
-                    boundary = line.mid(line.indexOf("boundary=") + 9).trimmed().replace('"', QByteArray());
-            }
-            if (received->size() < headerEnd + 4 + length)
-                return;
-            const QList<QByteArray> requestLine = received->left(received->indexOf("\r\n")).split(' ');
-            Request request{requestLine.value(0), requestLine.value(1), {}, {}};
-            readForm(received->mid(headerEnd + 4, length), boundary, request);
-            requests.append(request);
-            respond(socket, request.path.split('/').value(1));
-        });
-    }
-
-    static void readForm(const QByteArray &body, const QByteArray &boundary, Request &request)
-    {
-        if (boundary.isEmpty())
-            return;
-        const QByteArray delimiter = "--" + boundary;
-        for (qsizetype at = body.indexOf(delimiter); at >= 0;) {
+        Request request{received.method, received.path, {}, {}};
+        const QByteArray type = received.header("content-type");
+        if (!type.contains("boundary="))
+            return request;
+        const QByteArray delimiter = "--" + type.mid(type.indexOf("boundary=") + 9).replace('"', QByteArray());
+        for (qsizetype at = received.body.indexOf(delimiter); at >= 0;) {
             const qsizetype start = at + delimiter.size();
-            const qsizetype next = body.indexOf(delimiter, start);
-            QByteArray part = body.mid(start, next < 0 ? -1 : next - start);
-            at = next;
+            at = received.body.indexOf(delimiter, start);
+            QByteArray part = received.body.mid(start, at < 0 ? -1 : at - start);
             if (part.startsWith("\r\n"))
                 part.remove(0, 2);
             if (part.endsWith("\r\n"))
@@ -87,11 +46,11 @@ private:
                 continue;
             const QByteArray headers = part.left(split);
             auto quoted = [&](const QByteArray &key) -> std::optional<QByteArray> {
-                const qsizetype at = headers.indexOf(key + "=\"");
-                if (at < 0)
+                const qsizetype found = headers.indexOf(key + "=\"");
+                if (found < 0)
                     return std::nullopt;
-                const qsizetype start = at + key.size() + 2;
-                return headers.mid(start, headers.indexOf('"', start) - start);
+                const qsizetype from = found + key.size() + 2;
+                return headers.mid(from, headers.indexOf('"', from) - from);
             };
             // " name" with its space, so that "filename" does not match.
             const QByteArray name = quoted(" name").value_or(QByteArray());
@@ -99,27 +58,24 @@ private:
             if (const std::optional<QByteArray> fileName = quoted("filename"))
                 request.fileNames.insert(name, *fileName);
         }
+        return request;
     }
 
-    void respond(QTcpSocket *socket, const QByteArray &mode)
+    std::optional<LoopbackServer::Reply> reply(const LoopbackServer::Request &received)
     {
-        QByteArray status = "200 OK";
-        QByteArray content = R"({"text":")" + text + R"("})";
+        requests.append(formOf(received));
+        const QByteArray mode = received.path.split('/').value(1);
         if (mode == "hang")
-            return;
-        if (mode == "error") {
-            status = "500 Internal Server Error";
-            content = R"({"error":{"message":"failed to read audio","type":"server_error"}})";
-        } else if (mode == "garbage") {
-            content = "<html>not what you asked for</html>";
-        } else if (mode == "notext") {
-            content = R"({"segments":[]})";
-        }
-        socket->write("HTTP/1.1 " + status + "\r\nContent-Type: application/json\r\nContent-Length: "
-            + QByteArray::number(content.size()) + "\r\nConnection: close\r\n\r\n" + content);
-        socket->flush();
-        socket->disconnectFromHost();
+            return std::nullopt;
+        if (mode == "error")
+            return LoopbackServer::Reply{R"({"error":{"message":"failed to read audio","type":"server_error"}})",
+                "500 Internal Server Error"};
+        if (mode == "garbage")
+            return LoopbackServer::Reply{"<html>not what you asked for</html>"};
+        if (mode == "notext")
+            return LoopbackServer::Reply{R"({"segments":[]})"};
+        return LoopbackServer::Reply{R"({"text":")" + text + R"("})"};
     }
 
-    QTcpServer server;
+    LoopbackServer server{[this](const LoopbackServer::Request &request) { return reply(request); }};
 };

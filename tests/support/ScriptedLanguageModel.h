@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -79,8 +80,16 @@ public:
     // Sessions made from now on read their instructions until cancelled.
     bool isSlow = false;
     bool available = true;
+    int releases = 0;
+    std::function<void()> whenGone;
 
+    ~ScriptedModel() override
+    {
+        if (whenGone)
+            whenGone();
+    }
     bool isAvailable() const override { return available; }
+    void release() override { ++releases; }
     std::shared_ptr<LanguageModelSession> makeSession(const QString &instructions) override
     {
         std::scoped_lock guard(mutex);

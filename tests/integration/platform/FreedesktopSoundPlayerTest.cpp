@@ -1,6 +1,7 @@
 #include "platform/linux/FreedesktopSoundPlayer.h"
 
 #include "RecordingLog.h"
+#include "ScopedEnvironment.h"
 #include "WaitFor.h"
 
 #include <QFileInfo>
@@ -17,40 +18,6 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// Sets environment variables for one test and puts the old values back after it.
-class Environment
-{
-public:
-    void set(const char *name, const QByteArray &value)
-    {
-        save(name);
-        qputenv(name, value);
-    }
-    void unset(const char *name)
-    {
-        save(name);
-        qunsetenv(name);
-    }
-    ~Environment()
-    {
-        for (const auto &[name, value] : saved) {
-            if (value)
-                qputenv(name.c_str(), *value);
-            else
-                qunsetenv(name.c_str());
-        }
-    }
-
-private:
-    void save(const char *name)
-    {
-        if (!saved.contains(name))
-            saved.emplace(name, qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt);
-    }
-
-    std::map<std::string, std::optional<QByteArray>> saved;
-};
-
 bool hasTheme()
 {
     return QFileInfo::exists(u"/usr/share/sounds/freedesktop/stereo"_s);
@@ -61,7 +28,7 @@ TEST(FreedesktopSoundPlayer, FindsBothSoundsInTheTheme)
     if (!hasTheme())
         GTEST_SKIP() << "sound-theme-freedesktop is not installed";
     RecordingLog log;
-    Environment environment;
+    ScopedEnvironment environment;
     environment.set("PULSE_SERVER", "unix:/nonexistent/pulse/native");
     const FreedesktopSoundPlayer player(log);
     const std::optional<QString> tink = FreedesktopSoundPlayer::soundFile(u"Tink"_s);
@@ -89,7 +56,7 @@ TEST(FreedesktopSoundPlayer, WithoutThemeOrServerIsSilentAndLogsOnce)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
-        Environment environment;
+        ScopedEnvironment environment;
         environment.set("PULSE_SERVER", "unix:/nonexistent/pulse/native");
         environment.set("XDG_DATA_HOME", empty.path().toUtf8());
         environment.set("XDG_DATA_DIRS", c.dataFolders);
@@ -128,7 +95,7 @@ TEST(FreedesktopSoundPlayer, PlaysThroughTheSoundServer)
     QTemporaryDir runtime;
     ASSERT_TRUE(QFile::setPermissions(
         runtime.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
-    Environment environment;
+    ScopedEnvironment environment;
     environment.set("XDG_RUNTIME_DIR", runtime.path().toUtf8());
     environment.set("PULSE_RUNTIME_PATH", runtime.path().toUtf8() + "/pulse");
     environment.unset("PULSE_SERVER");

@@ -105,70 +105,48 @@ protected:
     QStringList names;
 };
 
-TEST_F(PrivateBus, HoldsADelayInhibitorAndReleasesItAfterTheHandler)
+TEST_F(PrivateBus, HoldsADelayInhibitorReleasedAfterTheHandlerAndFollowsLogind)
 {
-    FakeLogind logind(connect(u"logind"_s));
+    auto logind = std::make_unique<FakeLogind>(connect(u"logind"_s));
+    FakeLogind stranger(connect(u"stranger"_s));
     RecordingLog log;
     LogindSleepMonitor monitor(log, connect(u"monitor"_s));
     int handlerCalls = 0;
     bool wasHeldDuringHandler = false;
     monitor.setHandler([&] {
         ++handlerCalls;
-        wasHeldDuringHandler = !logind.isReleased(0);
+        wasHeldDuringHandler = !logind->isReleased(0);
     });
 
-    ASSERT_TRUE(waitFor([&] { return logind.inhibitorCount() == 1; }));
-    EXPECT_EQ(logind.lastArguments.value(0), u"sleep"_s);
-    EXPECT_EQ(logind.lastArguments.value(3), u"delay"_s);
-    waitFor([] { return false; }, 100);
-    EXPECT_FALSE(logind.isReleased(0));
-
-    logind.prepareForSleep(true);
-    ASSERT_TRUE(waitFor([&] { return handlerCalls == 1; }));
-    EXPECT_TRUE(wasHeldDuringHandler);
-    EXPECT_TRUE(waitFor([&] { return logind.isReleased(0); }));
-
-    logind.prepareForSleep(false);
-    ASSERT_TRUE(waitFor([&] { return logind.inhibitorCount() == 2; }));
-    waitFor([] { return false; }, 100);
-    EXPECT_FALSE(logind.isReleased(1));
-    EXPECT_EQ(handlerCalls, 1);
-    EXPECT_TRUE(log.lines().isEmpty()) << log.lines().join(u'\n').toStdString();
-}
-
-TEST_F(PrivateBus, IgnoresTheSignalFromAnyoneButLogind)
-{
-    FakeLogind logind(connect(u"logind"_s));
-    FakeLogind stranger(connect(u"stranger"_s));
-    RecordingLog log;
-    LogindSleepMonitor monitor(log, connect(u"monitor"_s));
-    int handlerCalls = 0;
-    monitor.setHandler([&] { ++handlerCalls; });
-    ASSERT_TRUE(waitFor([&] { return logind.inhibitorCount() == 1; }));
-
+    ASSERT_TRUE(waitFor([&] { return logind->inhibitorCount() == 1; }));
+    EXPECT_EQ(logind->lastArguments.value(0), u"sleep"_s);
+    EXPECT_EQ(logind->lastArguments.value(3), u"delay"_s);
+    // Only logind's signal counts.
     stranger.prepareForSleep(true);
     waitFor([] { return false; }, 300);
     EXPECT_EQ(handlerCalls, 0);
-    EXPECT_FALSE(logind.isReleased(0));
-}
+    EXPECT_FALSE(logind->isReleased(0));
 
-TEST_F(PrivateBus, FollowsLogindWhenItStartsAgain)
-{
-    auto logind = std::make_unique<FakeLogind>(connect(u"logind"_s));
-    RecordingLog log;
-    LogindSleepMonitor monitor(log, connect(u"monitor"_s));
-    int handlerCalls = 0;
-    monitor.setHandler([&] { ++handlerCalls; });
-    ASSERT_TRUE(waitFor([&] { return logind->inhibitorCount() == 1; }));
+    logind->prepareForSleep(true);
+    ASSERT_TRUE(waitFor([&] { return handlerCalls == 1; }));
+    EXPECT_TRUE(wasHeldDuringHandler);
+    EXPECT_TRUE(waitFor([&] { return logind->isReleased(0); }));
 
+    logind->prepareForSleep(false);
+    ASSERT_TRUE(waitFor([&] { return logind->inhibitorCount() == 2; }));
+    waitFor([] { return false; }, 100);
+    EXPECT_FALSE(logind->isReleased(1));
+    EXPECT_EQ(handlerCalls, 1);
+    EXPECT_TRUE(log.lines().isEmpty()) << log.lines().join(u'\n').toStdString();
+
+    // logind starts again: the monitor takes an inhibitor from the new one and follows its signal.
     logind.reset();
     QDBusConnection::disconnectFromBus(u"logind"_s);
-    FakeLogind restarted(connect(u"restarted"_s));
-    ASSERT_TRUE(waitFor([&] { return restarted.inhibitorCount() == 1; }));
-
-    restarted.prepareForSleep(true);
-    ASSERT_TRUE(waitFor([&] { return handlerCalls == 1; }));
-    EXPECT_TRUE(waitFor([&] { return restarted.isReleased(0); }));
+    logind = std::make_unique<FakeLogind>(connect(u"restarted"_s));
+    ASSERT_TRUE(waitFor([&] { return logind->inhibitorCount() == 1; }));
+    logind->prepareForSleep(true);
+    ASSERT_TRUE(waitFor([&] { return handlerCalls == 2; }));
+    EXPECT_TRUE(waitFor([&] { return logind->isReleased(0); }));
 }
 
 TEST_F(PrivateBus, WithoutBusOrLogindWritesOneLineAndNeverCallsTheHandler)

@@ -1,3 +1,4 @@
+#include "ScopedEnvironment.h"
 #include "input/AccessibilityServices.h"
 #include "platform/linux/AtspiAccess.h"
 #include "platform/linux/AtspiAccessibilityTree.h"
@@ -64,18 +65,10 @@ class WithoutDesktop : public ::testing::Test
 protected:
     void SetUp() override
     {
-        display = qgetenv("DISPLAY");
-        bus = qgetenv("DBUS_SESSION_BUS_ADDRESS");
-        qunsetenv("DISPLAY");
-        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+        environment.unset("DISPLAY");
+        environment.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
     }
-    void TearDown() override
-    {
-        qputenv("DISPLAY", display);
-        qputenv("DBUS_SESSION_BUS_ADDRESS", bus);
-    }
-    QByteArray display;
-    QByteArray bus;
+    ScopedEnvironment environment;
 };
 
 TEST_F(WithoutDesktop, KeySourceAndInjectorSayWhy)

@@ -1,11 +1,9 @@
+#include "LoopbackServer.h"
 #include "WaitFor.h"
 #include "platform/linux/SignedUpdateFeed.h"
 
-#include <QHostAddress>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTcpServer>
-#include <QTcpSocket>
 
 #include <gtest/gtest.h>
 
@@ -14,35 +12,13 @@
 namespace {
 
 // Serves `pages` by path on the loopback interface; any other path is 404.
-class PageServer : public QObject
-{
-public:
+struct PageServer {
     QHash<QByteArray, QByteArray> pages;
-
-    PageServer()
-    {
-        server.listen(QHostAddress::LocalHost);
-        connect(&server, &QTcpServer::newConnection, this, [this] {
-            while (QTcpSocket *socket = server.nextPendingConnection()) {
-                connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
-                    const QByteArray request = socket->readAll();
-                    const QByteArray path = request.split(' ').value(1);
-                    const bool found = pages.contains(path);
-                    const QByteArray body = pages.value(path);
-                    socket->write(QByteArray(found ? "HTTP/1.1 200 OK\r\n" : "HTTP/1.1 404 Not Found\r\n")
-                        + "Content-Length: " + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
-                    socket->disconnectFromHost();
-                });
-            }
-        });
-    }
-    QUrl url(const char *path) const
-    {
-        return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(server.serverPort()).arg(QLatin1StringView(path)));
-    }
-
-private:
-    QTcpServer server;
+    LoopbackServer server{[this](const LoopbackServer::Request &request) {
+        return pages.contains(request.path) ? LoopbackServer::Reply{pages.value(request.path)}
+                                            : LoopbackServer::Reply{{}, "404 Not Found"};
+    }};
+    QUrl url(const char *path) const { return QUrl(server.url(path)); }
 };
 
 QByteArray feedJson(const QString &version, const QString &page)
@@ -120,12 +96,7 @@ TEST(SignedUpdateFeed, NoFeedWithoutKeyOrSafeAddress)
         QStringLiteral("updates.example.org"));
 
     // Nothing listens on the port any more.
-    QUrl closed;
-    {
-        PageServer gone;
-        closed = gone.url("/feed.json");
-    }
-    SignedUpdateFeed feed(closed, key);
+    SignedUpdateFeed feed(QUrl(QStringLiteral("http://127.0.0.1:%1/feed.json").arg(LoopbackServer::closedPort())), key);
     const auto offer = fetched(feed);
     ASSERT_FALSE(offer.has_value());
     EXPECT_TRUE(offer.error().startsWith(QStringLiteral("更新の確認先に接続できませんでした（"))) << offer.error().toStdString();

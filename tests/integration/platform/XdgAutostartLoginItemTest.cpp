@@ -1,4 +1,5 @@
 #include "platform/linux/XdgAutostartLoginItem.h"
+#include "TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,19 +12,6 @@
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-QByteArray contentsOf(const QString &fileName)
-{
-    QFile file(fileName);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString &fileName, const QByteArray &contents)
-{
-    QFile file(fileName);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(contents);
-}
 
 // The tests run as root on the build machines, where permissions stop nothing; a file standing where
 // a folder must go, and a folder where the file must go, fail for every user.

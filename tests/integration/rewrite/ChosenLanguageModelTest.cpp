@@ -1,52 +1,24 @@
 #include "MemoryDefaultsStore.h"
+#include "ScriptedLanguageModel.h"
 #include "engines/ChosenLanguageModel.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-// A model that answers with the endpoint it was made for and notes when it goes.
-class LabelledModel final : public LanguageModel
-{
-public:
-    LabelledModel(QString label, QStringList &gone)
-        : label(std::move(label))
-        , gone(gone)
-    { }
-    ~LabelledModel() override { gone << label; }
-
-    class Session final : public LanguageModelSession
-    {
-    public:
-        explicit Session(QString label)
-            : label(std::move(label))
-        { }
-        std::expected<void, QString> prewarm() override { return {}; }
-        std::expected<QString, QString> respond(const QString &) override { return label; }
-        void cancel() override { }
-        const QString label;
-    };
-
-    std::shared_ptr<LanguageModelSession> makeSession(const QString &) override
-    {
-        return std::make_shared<Session>(label);
-    }
-    void release() override { ++releases; }
-
-    const QString label;
-    QStringList &gone;
-    int releases = 0;
-};
-
 TEST(ChosenLanguageModel, FollowsTheStoredChoiceAndKeepsAnEarlierModelForItsSession)
 {
     MemoryDefaultsStore defaults;
     QStringList made;
     QStringList gone;
-    LabelledModel *latest = nullptr;
+    ScriptedModel *latest = nullptr;
+    // Each model answers with the endpoint it was made for and notes when it goes.
     ChosenLanguageModel chosen(defaults, [&](const LanguageModelChoice &choice) {
-        made << choice.endpoint.toString();
-        auto model = std::make_unique<LabelledModel>(choice.endpoint.toString(), gone);
+        const QString label = choice.endpoint.toString();
+        made << label;
+        auto model = std::make_unique<ScriptedModel>();
+        model->answer = label;
+        model->whenGone = [&gone, label] { gone << label; };
         latest = model.get();
         return model;
     });

@@ -1,4 +1,5 @@
 #include "engines/OpenAiChatModel.h"
+#include "LoopbackServer.h"
 #include "ManualClock.h"
 #include "WaitFor.h"
 #include "text/PolishingService.h"
@@ -6,8 +7,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QThreadPool>
 
 #include <gtest/gtest.h>
@@ -24,76 +23,32 @@ QString tr(const char *text)
 // A chat endpoint on the loopback interface. The first path segment picks its behaviour:
 // /good answers, /error fails with 500, /garbage answers something that is not JSON, /length
 // answers with a cut answer, /hang never answers. Every path answers /…/v1/models with one model.
-class ChatServer : public QObject
-{
-public:
-    QList<QJsonObject> chatRequests;
-    QList<QByteArray> paths;
+struct ChatServer {
+    LoopbackServer server{[](const LoopbackServer::Request &request) -> std::optional<LoopbackServer::Reply> {
+        const QByteArray mode = request.path.split('/').value(1);
+        if (request.path.endsWith("/models"))
+            return LoopbackServer::Reply{R"({"object":"list","data":[{"id":"listed-model","object":"model"}]})"};
+        if (mode == "hang")
+            return std::nullopt;
+        if (mode == "error")
+            return LoopbackServer::Reply{R"({"error":{"message":"model failed to load","type":"server_error"}})",
+                "500 Internal Server Error"};
+        if (mode == "garbage")
+            return LoopbackServer::Reply{"<html>not what you asked for</html>"};
+        return LoopbackServer::Reply{R"({"choices":[{"index":0,"message":{"role":"assistant","content":"We meet at noon."},)"
+            + QByteArray(R"("finish_reason":")") + (mode == "length" ? "length" : "stop") + R"("}]})"};
+    }};
 
-    ChatServer()
+    QUrl base(const char *mode) const { return QUrl(server.url("/") + QLatin1StringView(mode) + QStringLiteral("/v1")); }
+    QList<QJsonObject> chatRequests() const
     {
-        server.listen(QHostAddress::LocalHost);
-        QObject::connect(&server, &QTcpServer::newConnection, this, [this] {
-            while (QTcpSocket *socket = server.nextPendingConnection())
-                serve(socket);
-        });
-    }
-    QUrl base(const char *mode) const
-    {
-        return QUrl(QStringLiteral("http://127.0.0.1:%1/%2/v1").arg(server.serverPort()).arg(QLatin1StringView(mode)));
-    }
-
-private:
-    void serve(QTcpSocket *socket)
-    {
-        auto request = std::make_shared<QByteArray>();
-        QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket, request] {
-            request->append(socket->readAll());
-            const qsizetype headerEnd = request->indexOf("\r\n\r\n");
-            if (headerEnd < 0)
-                return;
-            qsizetype length = 0;
-            for (const QByteArray &line : request->left(headerEnd).split('\n')) {
-                if (line.toLower().startsWith("content-length:"))
-                    length = line.mid(15).trimmed().toLongLong();
-            }
-            if (request->size() < headerEnd + 4 + length)
-                return;
-            respond(socket, request->split(' ').value(1), request->mid(headerEnd + 4, length));
-        });
-    }
-
-    void respond(QTcpSocket *socket, const QByteArray &path, const QByteArray &body)
-    {
-        paths.append(path);
-        const QByteArray mode = path.split('/').value(1);
-        QByteArray status = "200 OK";
-        QByteArray content;
-        if (path.endsWith("/models")) {
-            content = R"({"object":"list","data":[{"id":"listed-model","object":"model"}]})";
-        } else {
-            chatRequests.append(QJsonDocument::fromJson(body).object());
-            if (mode == "hang")
-                return;
-            if (mode == "error") {
-                status = "500 Internal Server Error";
-                content = R"({"error":{"message":"model failed to load","type":"server_error"}})";
-            } else if (mode == "garbage") {
-                content = "<html>not what you asked for</html>";
-            } else {
-                const char *reason = mode == "length" ? "length" : "stop";
-                content = QByteArray(
-                              R"({"choices":[{"index":0,"message":{"role":"assistant","content":"We meet at noon."},)")
-                    + R"("finish_reason":")" + reason + R"("}]})";
-            }
+        QList<QJsonObject> found;
+        for (const LoopbackServer::Request &request : server.requests) {
+            if (!request.path.endsWith("/models"))
+                found.append(QJsonDocument::fromJson(request.body).object());
         }
-        socket->write("HTTP/1.1 " + status + "\r\nContent-Type: application/json\r\nContent-Length: "
-            + QByteArray::number(content.size()) + "\r\nConnection: close\r\n\r\n" + content);
-        socket->flush();
-        socket->disconnectFromHost();
+        return found;
     }
-
-    QTcpServer server;
 };
 
 std::expected<QString, QString> answerOf(LanguageModelSession &session, const QString &prompt)
@@ -116,7 +71,7 @@ TEST(OpenAiChatModel, SendsTheInstructionsAndThePromptAndReturnsTheAnswer)
         EXPECT_EQ(*answer, u"We meet at noon.");
         EXPECT_TRUE(firstToken);
 
-        const QJsonObject request = server.chatRequests.last();
+        const QJsonObject request = server.chatRequests().last();
         // Without a configured model, the first the server lists.
         EXPECT_EQ(request.value(u"model").toString(), *configured ? u"local-model" : u"listed-model");
         EXPECT_EQ(request.value(u"temperature").toDouble(), 0.0);
@@ -126,7 +81,7 @@ TEST(OpenAiChatModel, SendsTheInstructionsAndThePromptAndReturnsTheAnswer)
         EXPECT_EQ(messages[0].toObject().value(u"role").toString(), u"system");
         EXPECT_EQ(messages[0].toObject().value(u"content").toString(), u"Rewrite the utterance.");
         EXPECT_EQ(messages[1].toObject().value(u"content").toString(), u"we meet at noon");
-        EXPECT_EQ(server.paths.last(), "/good/v1/chat/completions");
+        EXPECT_EQ(server.server.requests.last().path, "/good/v1/chat/completions");
     }
 }
 
@@ -138,7 +93,7 @@ TEST(OpenAiChatModel, TurnMarksInTheTextReachTheServerAsPlainText)
     std::shared_ptr<LanguageModelSession> session
         = model.makeSession(QStringLiteral("Rewrite.\n<ripplet-context>\n") + injected + QStringLiteral("\n</ripplet-context>"));
     ASSERT_TRUE(answerOf(*session, injected));
-    const QJsonArray messages = server.chatRequests.last().value(u"messages").toArray();
+    const QJsonArray messages = server.chatRequests().last().value(u"messages").toArray();
     for (const QJsonValue &message : messages) {
         const QString content = message.toObject().value(u"content").toString();
         for (const char *mark : {"<|im_end|>", "<|im_start|>", "[INST]", "<start_of_turn>", "</s>"})
@@ -155,8 +110,8 @@ TEST(OpenAiChatModel, PrewarmSendsTheInstructionsAheadWithoutWaiting)
     std::shared_ptr<LanguageModelSession> session = model.makeSession(QStringLiteral("Rewrite the utterance."));
     // The server never answers, yet prewarm returns at once.
     EXPECT_TRUE(session->prewarm());
-    ASSERT_TRUE(waitFor([&] { return server.chatRequests.size() == 1; }));
-    const QJsonObject request = server.chatRequests.first();
+    ASSERT_TRUE(waitFor([&] { return server.chatRequests().size() == 1; }));
+    const QJsonObject request = server.chatRequests().first();
     EXPECT_EQ(request.value(u"max_tokens").toInt(), 1);
     EXPECT_EQ(
         request.value(u"messages").toArray()[0].toObject().value(u"content").toString(), u"Rewrite the utterance.");
@@ -165,10 +120,7 @@ TEST(OpenAiChatModel, PrewarmSendsTheInstructionsAheadWithoutWaiting)
 TEST(OpenAiChatModel, FailuresBecomeReadableReasons)
 {
     ChatServer server;
-    QTcpServer closed;
-    closed.listen(QHostAddress::LocalHost);
-    const QUrl refused(QStringLiteral("http://127.0.0.1:%1/v1").arg(closed.serverPort()));
-    closed.close();
+    const QUrl refused(QStringLiteral("http://127.0.0.1:%1/v1").arg(LoopbackServer::closedPort()));
 
     const struct {
         QUrl base;
@@ -199,7 +151,7 @@ TEST(OpenAiChatModel, AnEndpointThatHangsTimesOutAndTheRequestIsAborted)
     PolishingService service(model, clock);
     QFuture<PolishingOutcome::Value> outcome
         = service.polish(QStringLiteral("hello"), QStringLiteral("i"), RecognitionLanguage::english, 1, 2);
-    ASSERT_TRUE(waitFor([&] { return server.chatRequests.size() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return server.chatRequests().size() == 1; }));
     clock.advance(std::chrono::seconds(2));
     ASSERT_TRUE(waitFor([&] { return outcome.isFinished(); }));
     EXPECT_EQ(outcome.result(), PolishingOutcome::Value(PolishingOutcome::TimedOut{}));

@@ -1,95 +1,35 @@
 #include "engines/HttpModelStore.h"
+#include "LoopbackServer.h"
+#include "TestFiles.h"
 
-#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTemporaryDir>
-#include <QTimer>
 
 #include <gtest/gtest.h>
-
-#include <memory>
 
 #include <csignal>
 #include <sys/resource.h>
 
 namespace {
 
-// A small HTTP server on the loopback interface. What it does depends on the path:
-// /file serves the body (honouring a Range request), /cut stops half way the first time it is
-// asked and serves the rest (with Range) the next time, /corrupt serves the body with one byte
-// changed, /error answers 500.
-class LoopbackServer : public QObject
+// What the model server answers depends on the path: /file serves the body (honouring a Range
+// request), /cut stops half way the first time it is asked and serves the rest (with Range) the next
+// time, /corrupt serves the body with one byte changed, /error answers 500.
+LoopbackServer::Reply modelServer(const QByteArray &body, const LoopbackServer::Request &request)
 {
-public:
-    QByteArray body;
-    int requests = 0;
-    QList<QByteArray> ranges;
-
-    explicit LoopbackServer(QByteArray body)
-        : body(std::move(body))
-    {
-        server.listen(QHostAddress::LocalHost);
-        QObject::connect(&server, &QTcpServer::newConnection, this, [this] {
-            while (QTcpSocket *socket = server.nextPendingConnection())
-                serve(socket);
-        });
-    }
-    QString url(const char *path) const
-    {
-        return QStringLiteral("http://127.0.0.1:%1%2").arg(server.serverPort()).arg(QLatin1StringView(path));
-    }
-
-private:
-    void serve(QTcpSocket *socket)
-    {
-        auto request = std::make_shared<QByteArray>();
-        QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket, request] {
-            // A request may come in pieces; answer once its headers are complete.
-            request->append(socket->readAll());
-            if (!request->contains("\r\n\r\n"))
-                return;
-            respond(socket, *request);
-        });
-    }
-
-    void respond(QTcpSocket *socket, const QByteArray &request)
-    {
-        {
-            ++requests;
-            const QByteArray path = request.split(' ').value(1);
-            qint64 from = 0;
-            for (const QByteArray &line : request.split('\n')) {
-                if (line.toLower().startsWith("range: bytes=")) {
-                    ranges.append(line.trimmed());
-                    from = line.mid(13).split('-').first().toLongLong();
-                }
-            }
-            QByteArray content = body.mid(from);
-            QByteArray status = from > 0 ? "206 Partial Content" : "200 OK";
-            if (path == "/error") {
-                status = "500 Internal Server Error";
-                content = "broken";
-            } else if (path == "/corrupt") {
-                content[content.size() / 2] = char(content[content.size() / 2] ^ 0x5a);
-            }
-            const bool cuts = path == "/cut" && from == 0;
-            socket->write("HTTP/1.1 " + status + "\r\nContent-Length: " + QByteArray::number(content.size())
-                + "\r\nConnection: close\r\n\r\n");
-            socket->write(cuts ? content.left(content.size() / 2) : content);
-            socket->flush();
-            // The cut comes a moment after the data, as on a real network that drops: the client
-            // has received (and kept) what was sent before the connection broke.
-            QTimer::singleShot(cuts ? 200 : 0, socket, [socket] { socket->disconnectFromHost(); });
-        }
-    }
-
-    QTcpServer server;
-};
+    const qint64 from = request.header("range").mid(6).split('-').first().toLongLong();
+    LoopbackServer::Reply reply{body.mid(from), from > 0 ? "206 Partial Content" : "200 OK", std::nullopt};
+    if (request.path == "/error")
+        reply = {"broken", "500 Internal Server Error", std::nullopt};
+    else if (request.path == "/corrupt")
+        reply.body[reply.body.size() / 2] = char(reply.body[reply.body.size() / 2] ^ 0x5a);
+    else if (request.path == "/cut" && from == 0)
+        reply.cutAt = reply.body.size() / 2;
+    return reply;
+}
 
 ModelFile fileFor(const QByteArray &body, const char *name = "model.bin")
 {
@@ -97,16 +37,10 @@ ModelFile fileFor(const QByteArray &body, const char *name = "model.bin")
         QCryptographicHash::hash(body, QCryptographicHash::Sha1).toHex()};
 }
 
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 struct Fixture {
     QTemporaryDir folder;
     QByteArray body = QByteArray("ggml model bytes ").repeated(20000);
-    LoopbackServer server{body};
+    LoopbackServer server{[this](const LoopbackServer::Request &request) { return modelServer(body, request); }};
     HttpModelStore store{folder.filePath(QStringLiteral("models"))};
     std::vector<double> progress;
 
@@ -123,7 +57,7 @@ TEST(HttpModelStore, DownloadsVerifiesAndPlacesTheFile)
     const ModelFile file = fileFor(f.body);
     EXPECT_EQ(f.store.missingFiles({file}).value().size(), 1u);
     ASSERT_TRUE(f.download(file, "/file"));
-    EXPECT_EQ(contentOf(f.store.pathOf(file)), f.body);
+    EXPECT_EQ(contentsOf(f.store.pathOf(file)), f.body);
     EXPECT_FALSE(QFile::exists(f.store.pathOf(file) + QStringLiteral(".part")));
     EXPECT_TRUE(f.store.missingFiles({file}).value().empty());
     ASSERT_FALSE(f.progress.empty());
@@ -137,26 +71,28 @@ TEST(HttpModelStore, AnInterruptedDownloadResumes)
     const ModelFile file = fileFor(f.body);
     EXPECT_FALSE(f.download(file, "/cut"));
     // Half of it waits aside; nothing is in place.
-    EXPECT_EQ(contentOf(f.store.pathOf(file) + QStringLiteral(".part")).size(), f.body.size() / 2);
+    EXPECT_EQ(contentsOf(f.store.pathOf(file) + QStringLiteral(".part")).size(), f.body.size() / 2);
     EXPECT_FALSE(QFile::exists(f.store.pathOf(file)));
     ASSERT_TRUE(f.download(file, "/cut"));
-    EXPECT_EQ(f.server.ranges, QList<QByteArray>{"Range: bytes=" + QByteArray::number(f.body.size() / 2) + '-'});
-    EXPECT_EQ(contentOf(f.store.pathOf(file)), f.body);
+    QList<QByteArray> ranges;
+    for (const LoopbackServer::Request &request : f.server.requests) {
+        if (!request.header("range").isEmpty())
+            ranges.append(request.header("range"));
+    }
+    EXPECT_EQ(ranges, QList<QByteArray>{"bytes=" + QByteArray::number(f.body.size() / 2) + '-'});
+    EXPECT_EQ(contentsOf(f.store.pathOf(file)), f.body);
 }
 
 TEST(HttpModelStore, AWholePartLeftBehindIsVerifiedAndPlaced)
 {
     Fixture f;
     const ModelFile file = fileFor(f.body);
-    ASSERT_TRUE(QDir().mkpath(QFileInfo(f.store.pathOf(file)).path()));
-    QFile part(f.store.pathOf(file) + QStringLiteral(".part"));
-    ASSERT_TRUE(part.open(QIODevice::WriteOnly));
-    part.write(f.body);
-    part.close();
+    const QString part = f.store.pathOf(file) + QStringLiteral(".part");
+    ASSERT_TRUE(writeFile(part, f.body));
     ASSERT_TRUE(f.download(file, "/file"));
-    EXPECT_EQ(f.server.requests, 0);
-    EXPECT_EQ(contentOf(f.store.pathOf(file)), f.body);
-    EXPECT_FALSE(part.exists());
+    EXPECT_TRUE(f.server.requests.isEmpty());
+    EXPECT_EQ(contentsOf(f.store.pathOf(file)), f.body);
+    EXPECT_FALSE(QFile::exists(part));
 }
 
 TEST(HttpModelStore, FailuresNeverLeaveAFileInPlace)
@@ -185,10 +121,7 @@ TEST(HttpModelStore, FailuresNeverLeaveAFileInPlace)
     // Nothing listens on the port any more: no network.
     Fixture f;
     const ModelFile file = fileFor(f.body);
-    QTcpServer closed;
-    closed.listen(QHostAddress::LocalHost);
-    const quint16 port = closed.serverPort();
-    closed.close();
+    const quint16 port = LoopbackServer::closedPort();
     f.store.setUrlOverride([port](const ModelFile &) { return QStringLiteral("http://127.0.0.1:%1/file").arg(port); });
     const std::expected<void, QString> refused = f.store.download(file, {});
     ASSERT_FALSE(refused);
@@ -243,7 +176,7 @@ TEST(HttpModelStore, ADiskThatFillsUpFailsTheDownloadAndKeepsThePart)
     EXPECT_LE(kept, f.body.size() / 3);
 
     ASSERT_TRUE(f.download(file, "/file"));
-    EXPECT_EQ(contentOf(f.store.pathOf(file)), f.body);
+    EXPECT_EQ(contentsOf(f.store.pathOf(file)), f.body);
 }
 
 } // namespace

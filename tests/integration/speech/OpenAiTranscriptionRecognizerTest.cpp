@@ -98,10 +98,7 @@ TEST(OpenAiTranscriptionRecognizer, SendsTheRecordingAsAWavFormAndReportsTheText
 TEST(OpenAiTranscriptionRecognizer, FailuresEndTheSessionWithAReadableReason)
 {
     FakeTranscriptionServer server;
-    QTcpServer closed;
-    closed.listen(QHostAddress::LocalHost);
-    const QUrl refused(QStringLiteral("http://127.0.0.1:%1/v1").arg(closed.serverPort()));
-    closed.close();
+    const QUrl refused(QStringLiteral("http://127.0.0.1:%1/v1").arg(LoopbackServer::closedPort()));
 
     struct Case {
         QUrl base;

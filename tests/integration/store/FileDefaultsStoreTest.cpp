@@ -1,4 +1,5 @@
 #include "platform/linux/FileDefaultsStore.h"
+#include "TestFiles.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -13,13 +14,6 @@ class FileDefaultsStoreTest : public ::testing::Test
 protected:
     QTemporaryDir root;
     QString fileName() const { return root.filePath(QStringLiteral("config/sorawen/defaults.json")); }
-    void writeRaw(const QByteArray &bytes) const
-    {
-        QDir().mkpath(QFileInfo(fileName()).path());
-        QFile file(fileName());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-    }
 };
 
 TEST_F(FileDefaultsStoreTest, ValuesSurviveARestart)
@@ -46,22 +40,16 @@ TEST_F(FileDefaultsStoreTest, ValuesSurviveARestart)
 TEST_F(FileDefaultsStoreTest, UnreadableFileIsMovedAsideNotOverwritten)
 {
     const QByteArray broken = R"({"settings": "{\"hotkey\"": )";
-    writeRaw(broken);
+    ASSERT_TRUE(writeFile(fileName(), broken));
     FileDefaultsStore store(fileName());
     EXPECT_FALSE(store.bytes(DefaultsKeys::settings));
     EXPECT_TRUE(store.setBoolean(DefaultsKeys::onboardingCompleted, true));
 
-    QFile aside(fileName() + QStringLiteral(".unreadable"));
-    ASSERT_TRUE(aside.open(QIODevice::ReadOnly));
-    EXPECT_EQ(aside.readAll(), broken);
+    EXPECT_EQ(contentsOf(fileName() + QStringLiteral(".unreadable")), broken);
     EXPECT_EQ(FileDefaultsStore(fileName()).boolean(DefaultsKeys::onboardingCompleted), true);
-}
 
-TEST_F(FileDefaultsStoreTest, FileThatIsNotAnObjectReadsAsEmpty)
-{
-    writeRaw("[true]");
-    FileDefaultsStore store(fileName());
-    EXPECT_FALSE(store.boolean(DefaultsKeys::onboardingCompleted));
+    ASSERT_TRUE(writeFile(fileName(), "[true]"));
+    EXPECT_FALSE(FileDefaultsStore(fileName()).boolean(DefaultsKeys::onboardingCompleted)) << "not an object";
 }
 
 TEST_F(FileDefaultsStoreTest, FailedWriteKeepsTheValueInMemory)

@@ -91,6 +91,8 @@ TEST(MecabTokenizer, MissingDictionaryIsReportedAndTextStaysWhole)
 
 TEST_F(MecabTokenizerTest, EditFilterWithRealReadings)
 {
+    // The rules are the filter's own; these are the rows whose outcome hangs on MeCab's segmentation
+    // and readings.
     const JapaneseEditFilter filter(tokenizer());
     struct Case {
         const char16_t *raw;
@@ -98,16 +100,12 @@ TEST_F(MecabTokenizerTest, EditFilterWithRealReadings)
         const char16_t *merged;
     };
     const Case cases[] = {
-        {u"会議は4時からです", u"会議は4時からです。", u"会議は4時からです。"},
-        {u"明日来ますか？", u"明日来ますか。", u"明日来ますか？"},
         {u"えーと会議です", u"会議です", u"会議です"},
-        {u"えーとその会議です", u"会議です", u"えーとその会議です"},
         {u"資料を送ります", u"資料をお送りします", u"資料を送ります"},
         {u"会議は3時からじゃなくて4時からです", u"会議は4時からです。", u"会議は4時からです。"},
         {u"東京じゃなくて大阪", u"大阪", u"東京じゃなくて大阪"},
         {u"漢字の5時が多い", u"漢字の誤字が多い", u"漢字の誤字が多い"},
         {u"この5時が多い", u"誤字が多い", u"この誤字が多い"},
-        {u"", u"会議", u""},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(QString::fromUtf16(c.raw).toStdString());

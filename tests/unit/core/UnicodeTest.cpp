@@ -80,16 +80,12 @@ TEST(Unicode, LettersAndNumbersByCategory)
     };
     const Case cases[] = {
         {U'a', true},
-        {U'Z', true},
         {U'7', true},
         {U'あ', true},
         {U'ー', true},
-        {U'漢', true},
         {U'Ⅳ', true},
         {U'²', true},
         {U'、', false},
-        {U'。', false},
-        {U' ', false},
         {U'!', false},
         {0x301, false},
         {0x1F44D, false},

@@ -103,13 +103,14 @@ TEST(AppModel, Dictations)
         QStringList sounds;
     };
     const QString raw = QStringLiteral("Hello world");
+    const QStringList tink{QStringLiteral("Tink")};
+    const QStringList both{QStringLiteral("Tink"), QStringLiteral("Pop")};
     const auto rewriting = [](RippletSettings &s) {
         s.polishingEnabled = true;
         s.skipPolishingBelowCharacters = 0;
     };
     const Case cases[] = {
-        {"hold, speak, release", {}, [](Fixture &f) { f.dictate(); }, Kind::success, confirmed, raw, 1,
-            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+        {"hold, speak, release", {}, [](Fixture &f) { f.dictate(); }, Kind::success, confirmed, raw, 1, both},
         {"released before the recogniser is ready: finishing waits for it", {},
             [](Fixture &f) {
                 Gate gate;
@@ -120,7 +121,7 @@ TEST(AppModel, Dictations)
                 EXPECT_EQ(f.kind(), Kind::processing);
                 gate.open();
             },
-            Kind::success, confirmed, raw, 1, {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+            Kind::success, confirmed, raw, 1, both},
         {"Escape while the recogniser is prepared cancels silently", {},
             [](Fixture &f) {
                 Gate gate;
@@ -131,13 +132,13 @@ TEST(AppModel, Dictations)
                 gate.open();
                 EXPECT_TRUE(waitFor([&] { return !f.engine.isRunning(); }));
             },
-            Kind::idle, QStringLiteral("待機中"), {}, 0, {QStringLiteral("Tink")}},
+            Kind::idle, QStringLiteral("待機中"), {}, 0, tink},
         {"a password field is refused", {},
             [](Fixture &f) {
                 f.tree.focused->role = QStringLiteral("password text");
                 f.press();
             },
-            Kind::failure, QStringLiteral("パスワード欄では録音しません。"), {}, 0, {QStringLiteral("Tink")}},
+            Kind::failure, QStringLiteral("パスワード欄では録音しません。"), {}, 0, tink},
         {"no microphone", {},
             [](Fixture &f) {
                 f.engine.format = AudioFormat{0, 0};
@@ -151,8 +152,7 @@ TEST(AppModel, Dictations)
                 f.tree.focused->hash = 2;
                 f.release();
             },
-            Kind::failure, QStringLiteral("入力先が変わったため入力せず、クリップボードも変更していません。"), {}, 0,
-            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+            Kind::failure, QStringLiteral("入力先が変わったため入力せず、クリップボードも変更していません。"), {}, 0, both},
         {"a rewrite that runs out of time", rewriting,
             [](Fixture &f) {
                 f.dictate();
@@ -160,28 +160,25 @@ TEST(AppModel, Dictations)
                 // The limit is set on the service's own thread; the clock runs until it strikes.
                 ASSERT_TRUE(f.advanceWhile(Kind::processing));
             },
-            Kind::success, confirmed + QStringLiteral("・清書が時間切れのため生文字を使用"), raw, 1,
-            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+            Kind::success, confirmed + QStringLiteral("・清書が時間切れのため生文字を使用"), raw, 1, both},
         {"an unavailable model", rewriting,
             [](Fixture &f) {
                 f.languageModel.answer = std::unexpected(QStringLiteral("busy"));
                 f.dictate();
             },
-            Kind::success, confirmed + QStringLiteral("・清書できませんでした: busy"), raw, 1,
-            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+            Kind::success, confirmed + QStringLiteral("・清書できませんでした: busy"), raw, 1, both},
         {"a rewrite that adds words is dropped", rewriting,
             [](Fixture &f) {
                 f.languageModel.answer = QStringLiteral("Hello there, wide world");
                 f.dictate();
             },
-            Kind::success, confirmed + QStringLiteral("・清書結果が元の発話から離れたため生文字を使用"), raw, 1,
-            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+            Kind::success, confirmed + QStringLiteral("・清書結果が元の発話から離れたため生文字を使用"), raw, 1, both},
         {"an accepted rewrite is pasted", rewriting,
             [](Fixture &f) {
                 f.languageModel.answer = QStringLiteral("Hello, world.");
                 f.dictate();
             },
-            Kind::success, confirmed, QStringLiteral("Hello, world."), 1, {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+            Kind::success, confirmed, QStringLiteral("Hello, world."), 1, both},
         {"a tap while the rewrite runs cancels the dictation", rewriting,
             [](Fixture &f) {
                 f.dictate();
@@ -190,24 +187,23 @@ TEST(AppModel, Dictations)
                 EXPECT_EQ(f.kind(), Kind::idle);
                 f.languageModel.last()->give(QStringLiteral("Hello, world."));
             },
-            Kind::idle, QStringLiteral("待機中"), {}, 0, {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+            Kind::idle, QStringLiteral("待機中"), {}, 0, both},
         {"sleep during a recording cancels it", {},
             [](Fixture &f) {
                 f.press();
                 ASSERT_TRUE(f.recognizerReady());
                 f.sleep.sleepNow();
             },
-            Kind::idle, QStringLiteral("待機中"), {}, 0, {QStringLiteral("Tink")}},
+            Kind::idle, QStringLiteral("待機中"), {}, 0, tink},
         {"an unconfirmed paste", {},
             [](Fixture &f) {
                 f.keystroke.effect = nullptr;
                 f.dictate();
                 ASSERT_TRUE(f.advanceWhile(Kind::processing));
             },
-            Kind::success, QStringLiteral("入力を送信しました（成否は未確認）"), {}, 1,
-            {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+            Kind::success, QStringLiteral("入力を送信しました（成否は未確認）"), {}, 1, both},
         {"history off", [](RippletSettings &s) { s.historyEnabled = false; }, [](Fixture &f) { f.dictate(); },
-            Kind::success, confirmed, raw, 0, {QStringLiteral("Tink"), QStringLiteral("Pop")}},
+            Kind::success, confirmed, raw, 0, both},
         {"sounds off", [](RippletSettings &s) { s.playSounds = false; }, [](Fixture &f) { f.dictate(); },
             Kind::success, confirmed, raw, 1, {}},
     };
@@ -309,13 +305,9 @@ TEST(AppModel, ClearDuringTheLaunchLoadWins)
         Fixture f;
         HistoryPersistence slow(file);
         // A fresh model loads the file unless the history changed first.
-        AppModel loaded({f.defaults, f.clock, f.keys, f.languageModel, f.engine, f.converters, f.recognizers,
-            f.recognizers, f.tree, f.access, f.pasteboard, f.keystroke, f.tokenizer, slow, f.log, f.sounds, f.sleep,
-            f.loginItem});
+        AppModel loaded(f.environment(slow));
         EXPECT_TRUE(waitFor([&] { return loaded.history() == stored; }));
-        AppModel cleared({f.defaults, f.clock, f.keys, f.languageModel, f.engine, f.converters, f.recognizers,
-            f.recognizers, f.tree, f.access, f.pasteboard, f.keystroke, f.tokenizer, slow, f.log, f.sounds, f.sleep,
-            f.loginItem});
+        AppModel cleared(f.environment(slow));
         cleared.clearHistory();
         slow.load().waitForFinished();
         QCoreApplication::processEvents();

@@ -15,6 +15,7 @@ TEST(LanguageModelChoice, OnlyEndpointsOnThisMachineAreAccepted)
         {"http://localhost:8080/v1", true},
         {"https://LOCALHOST/v1", true},
         {"http://127.8.9.10:1234", true},
+        {"http://127.0.0.255/v1", true},
         {"http://[::1]:1234/v1", true},
         {"  http://127.0.0.1:1234/v1  ", true},
         {"http://192.168.1.20:11434/v1", false},

@@ -1,5 +1,6 @@
 #include "store/SpeechModelChoice.h"
 #include "MemoryDefaultsStore.h"
+#include "TestFiles.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -58,10 +59,7 @@ TEST(SpeechModelChoice, OnlyAbsolutePathsOfFilesThatAreThereAreModelFiles)
 {
     QTemporaryDir folder;
     const QString model = folder.filePath(QStringLiteral("own.bin"));
-    QFile file(model);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("lmgg");
-    file.close();
+    ASSERT_TRUE(writeFile(model, "lmgg"));
     const QString missing = folder.filePath(QStringLiteral("gone.bin"));
 
     auto translated = [](const char *text, const QString &path) {

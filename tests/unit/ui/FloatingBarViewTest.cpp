@@ -1,4 +1,5 @@
 #include "ManualClock.h"
+#include "QtWarnings.h"
 #include "ui/FloatingBarModel.h"
 #include "ui/FloatingPanelWindow.h"
 
@@ -8,18 +9,9 @@
 
 namespace {
 
-QStringList warnings;
-
-void collect(QtMsgType type, const QMessageLogContext &, const QString &message)
-{
-    if (type != QtDebugMsg && type != QtInfoMsg)
-        warnings.append(message);
-}
-
 TEST(FloatingBarView, DrawsEveryStateWithoutWarningsAndCutsLongTextAtItsHead)
 {
-    warnings.clear();
-    const QtMessageHandler previous = qInstallMessageHandler(collect);
+    QtWarnings warnings;
     ManualClock clock;
     FloatingBarModel model(clock);
     FloatingPanelWindow window(model);
@@ -58,8 +50,7 @@ TEST(FloatingBarView, DrawsEveryStateWithoutWarningsAndCutsLongTextAtItsHead)
         EXPECT_LE(capsule->width(), 16 + 51 + 12 + 450 + 20);
         EXPECT_EQ(model.capsuleRect(), QRectF(capsule->x(), capsule->y(), capsule->width(), capsule->height()));
     }
-    qInstallMessageHandler(previous);
-    EXPECT_EQ(warnings, QStringList());
+    EXPECT_EQ(warnings.messages, QStringList());
 }
 
 } // namespace

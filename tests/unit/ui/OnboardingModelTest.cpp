@@ -1,5 +1,7 @@
 #include "ui/OnboardingModel.h"
 
+#include "FakePermissions.h"
+#include "QtWarnings.h"
 #include "WindowFixture.h"
 #include "ui/OnboardingWindow.h"
 
@@ -7,32 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
-
 namespace {
-
-// Grants as the test sets them; requests and opened pages in order.
-class FakePermissions final : public Permissions
-{
-public:
-    mutable std::mutex lock;
-    PermissionStatus granted;
-    std::vector<Permission> requested;
-    std::vector<Permission> opened;
-
-    PermissionStatus status(RecognitionLanguage) const override
-    {
-        std::scoped_lock guard(lock);
-        return granted;
-    }
-    void request(Permission permission, RecognitionLanguage) override { requested.push_back(permission); }
-    void openPage(Permission permission) override { opened.push_back(permission); }
-    void grant(const PermissionStatus &status)
-    {
-        std::scoped_lock guard(lock);
-        granted = status;
-    }
-};
 
 QList<bool> grantedRows(const OnboardingModel &model)
 {
@@ -100,13 +77,7 @@ TEST(OnboardingModel, ARequestOpensItsPageAMomentLaterAndDoneEndsTheFirstRun)
 
 TEST(OnboardingView, DrawsWithoutWarningsAndOffersAnObservableKey)
 {
-    QStringList warnings;
-    static QStringList *collected = nullptr;
-    collected = &warnings;
-    const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &message) {
-        if (type != QtDebugMsg && type != QtInfoMsg)
-            collected->append(message);
-    });
+    QtWarnings warnings;
     {
         WindowFixture f;
         FakePermissions permissions;
@@ -124,8 +95,7 @@ TEST(OnboardingView, DrawsWithoutWarningsAndOffersAnObservableKey)
         EXPECT_FALSE(notice->isVisible());
         EXPECT_EQ(f.model->eventTap().hotkey, HotkeyChoice::rightOption);
     }
-    qInstallMessageHandler(previous);
-    EXPECT_EQ(warnings, QStringList());
+    EXPECT_EQ(warnings.messages, QStringList());
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "ui/SettingsModel.h"
 
+#include "QtWarnings.h"
 #include "WindowFixture.h"
 #include "app/WindowOpener.h"
 #include "ui/SettingsSection.h"
@@ -17,33 +18,25 @@ TEST(SettingsModel, SteppersClampToTheirRangesAndShowOneDecimal)
     SettingsModel &s = *f.settings;
     EXPECT_EQ(s.polishingTimeoutLabel(), QStringLiteral("待ち時間の上限: 4.0秒"));
 
-    struct Case {
-        const char *name;
-        std::function<void()> set;
-        std::function<QString()> label;
-        QString expected;
-    };
-    const Case cases[] = {
-        {"short utterances below 0", [&] { s.setSkipPolishingBelowCharacters(-1); }, [&] { return s.skipPolishingLabel(); },
+    // Each row sets one stepper out of its range or off its step, then reads its label.
+    const std::pair<std::function<QString()>, QString> cases[] = {
+        {[&] { s.setSkipPolishingBelowCharacters(-1); return s.skipPolishingLabel(); },
             QStringLiteral("短い発話は清書しない: 0文字未満")},
-        {"short utterances above 100", [&] { s.setSkipPolishingBelowCharacters(101); },
-            [&] { return s.skipPolishingLabel(); }, QStringLiteral("短い発話は清書しない: 100文字未満")},
-        {"polishing wait below 0.5", [&] { s.setPolishingTimeoutSeconds(0.0); }, [&] { return s.polishingTimeoutLabel(); },
+        {[&] { s.setSkipPolishingBelowCharacters(101); return s.skipPolishingLabel(); },
+            QStringLiteral("短い発話は清書しない: 100文字未満")},
+        {[&] { s.setPolishingTimeoutSeconds(0.0); return s.polishingTimeoutLabel(); },
             QStringLiteral("待ち時間の上限: 0.5秒")},
-        {"polishing wait above 15", [&] { s.setPolishingTimeoutSeconds(15.5); },
-            [&] { return s.polishingTimeoutLabel(); }, QStringLiteral("待ち時間の上限: 15.0秒")},
-        {"polishing wait off the step", [&] { s.setPolishingTimeoutSeconds(2.2); },
-            [&] { return s.polishingTimeoutLabel(); }, QStringLiteral("待ち時間の上限: 2.0秒")},
-        {"paste check below 0.5", [&] { s.setPasteboardRestoreDelaySeconds(0.0); },
-            [&] { return s.pasteboardRestoreDelayLabel(); }, QStringLiteral("貼り付け確認の待ち時間: 0.5秒")},
-        {"paste check above 10", [&] { s.setPasteboardRestoreDelaySeconds(10.5); },
-            [&] { return s.pasteboardRestoreDelayLabel(); }, QStringLiteral("貼り付け確認の待ち時間: 10.0秒")},
+        {[&] { s.setPolishingTimeoutSeconds(15.5); return s.polishingTimeoutLabel(); },
+            QStringLiteral("待ち時間の上限: 15.0秒")},
+        {[&] { s.setPolishingTimeoutSeconds(2.2); return s.polishingTimeoutLabel(); },
+            QStringLiteral("待ち時間の上限: 2.0秒")},
+        {[&] { s.setPasteboardRestoreDelaySeconds(0.0); return s.pasteboardRestoreDelayLabel(); },
+            QStringLiteral("貼り付け確認の待ち時間: 0.5秒")},
+        {[&] { s.setPasteboardRestoreDelaySeconds(10.5); return s.pasteboardRestoreDelayLabel(); },
+            QStringLiteral("貼り付け確認の待ち時間: 10.0秒")},
     };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.name);
-        c.set();
-        EXPECT_EQ(c.label(), c.expected);
-    }
+    for (const auto &[setAndRead, expected] : cases)
+        EXPECT_EQ(setAndRead(), expected);
     // What the window set is what the coordinator stored.
     EXPECT_EQ(RippletSettings::load(f.defaults.bytes(DefaultsKeys::settings)), f.model->settings());
     EXPECT_EQ(f.model->settings().pasteboardRestoreDelaySeconds, 10.0);
@@ -163,19 +156,9 @@ TEST(SettingsModel, HistorySearchEmptyStatesCopyInsertAgainAndClear)
     EXPECT_TRUE(s.filteredHistory().isEmpty());
 }
 
-QStringList warnings;
-
-void collect(QtMsgType type, const QMessageLogContext &, const QString &message)
-{
-    // The offscreen platform cannot raise windows; that says nothing about the view.
-    if (type != QtDebugMsg && type != QtInfoMsg && !message.contains(QStringLiteral("support raise()")))
-        warnings.append(message);
-}
-
 TEST(SettingsView, DrawsEverySectionWithoutWarningsAndKeepsTheSectionWhenReopened)
 {
-    warnings.clear();
-    const QtMessageHandler previous = qInstallMessageHandler(collect);
+    QtWarnings warnings;
     {
         WindowFixture f({item(QStringLiteral("Mail"), QStringLiteral("words"), 1000)});
         f.settings->addDictionaryEntry();
@@ -205,8 +188,7 @@ TEST(SettingsView, DrawsEverySectionWithoutWarningsAndKeepsTheSectionWhenReopene
         EXPECT_EQ(pages->property("currentIndex").toInt(), int(SettingsSection::history));
         opener.releaseWindows();
     }
-    qInstallMessageHandler(previous);
-    EXPECT_EQ(warnings, QStringList());
+    EXPECT_EQ(warnings.messages, QStringList());
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include "CoordinatorFakes.h"
 #include "FakeUpdateFeed.h"
+#include "TestFiles.h"
 #include "WaitFor.h"
 #include "dictation/AppModel.h"
 #include "speech/SpeechAssetManager.h"
@@ -75,9 +76,7 @@ struct WindowFixture : CoordinatorFakes {
         storeSettings();
         const QString path = folder.filePath(QStringLiteral("history.json"));
         if (!history.isEmpty()) {
-            QFile file(path);
-            EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-            file.write(*RippletHistory {history}.encoded());
+            EXPECT_TRUE(writeFile(path, *RippletHistory {history}.encoded()));
         }
         historyFile = std::make_unique<HistoryPersistence>(path);
         model = std::make_unique<AppModel>(environment(*historyFile));
