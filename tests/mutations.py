@@ -40,6 +40,9 @@ MUTATIONS = [
     ("a failure of an old generation ends the current one",
      "dictation/RecordingLifecycle.cpp", "if (generationOf(phase) != generation)", "if (generationOf(phase) < generation)",
      "unit_dictation", "RecordingLifecycle*"),
+    ("a missing injector's own reason is not shown",
+     "dictation/AppModel.cpp", "if (!reason.isEmpty())", "if (reason.isEmpty())",
+     "unit_dictation", "AppModel*"),
     # input
     ("another dictation key held no longer suppresses",
      "input/EventTapController.cpp",

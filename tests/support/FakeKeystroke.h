@@ -19,7 +19,10 @@ public:
     // Played by the user while the paste waits for the modifiers: true while they stay held.
     std::atomic<bool> modifiersHeld = false;
     std::function<void()> duringModifierWait;
+    // What the injector says it lacks when it is not available.
+    QString missing;
     bool isAvailable() const override { return available; }
+    QString unavailableReason() const override { return available ? QString() : missing; }
     bool waitForModifierRelease() override
     {
         if (duringModifierWait)

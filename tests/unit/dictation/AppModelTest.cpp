@@ -202,6 +202,13 @@ TEST(AppModel, Dictations)
                 ASSERT_TRUE(f.advanceWhile(Kind::processing));
             },
             Kind::success, QStringLiteral("入力を送信しました（成否は未確認）"), {}, 1, both},
+        {"no injector reaches the window: its own reason", {},
+            [](Fixture &f) {
+                f.keystroke.available = false;
+                f.keystroke.missing = QStringLiteral("/dev/uinput がありません");
+                f.dictate();
+            },
+            Kind::failure, QStringLiteral("/dev/uinput がありません"), {}, 0, both},
         {"history off", [](RippletSettings &s) { s.historyEnabled = false; }, [](Fixture &f) { f.dictate(); },
             Kind::success, confirmed, raw, 0, both},
         {"sounds off", [](RippletSettings &s) { s.playSounds = false; }, [](Fixture &f) { f.dictate(); },
