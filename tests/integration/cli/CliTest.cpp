@@ -146,8 +146,8 @@ TEST(Cli, PolishAndTheLanguageModelChoice)
     // Nothing listens on port 9 of this machine.
     const Case cases[] = {
         // The untrained model ends its answer at once: an empty rewrite.
-        {"answer", "polish --language en_US --model %1", 0, ""},
-        {"cut", "polish --language en_US --model %2", 1, "unavailable: "},
+        {"answer", "polish --language en_US --timeout 50 --model %1", 0, ""},
+        {"cut", "polish --language en_US --timeout 50 --model %2", 1, "unavailable: "},
         {"missing model", "polish --language en_US --model /nonexistent.gguf", 1, "unavailable: "},
         {"endpoint elsewhere", "polish --language en_US --endpoint http://example.com/v1", 2, ""},
         {"both", "polish --language en_US --model %1 --endpoint http://127.0.0.1:9/v1", 2, ""},
