@@ -48,14 +48,8 @@ void SpeechGate::step(bool isSpeech, float energy, std::vector<Segment> &closed)
 {
     const size_t at = judged;
     judged += window;
-    windows.push_back({isSpeech, energy});
-    if (isSpeech) {
-        if (!firstSpeech)
-            firstSpeech = at;
-        speech += window;
-        silence = 0;
-    } else if (firstSpeech) {
-        silence += window;
+    record({isSpeech, energy}, at);
+    if (!isSpeech && firstSpeech) {
         const std::optional<Segment> open = current();
         const bool isLate = open && judged - open->start >= longest - lateSpan;
         if (silence >= pause || (isLate && silence >= briefPause)) {
@@ -73,7 +67,7 @@ void SpeechGate::step(bool isSpeech, float energy, std::vector<Segment> &closed)
             }
             return;
         }
-    } else if (windows.size() > 2 * keptWindows) {
+    } else if (!firstSpeech && windows.size() > 2 * keptWindows) {
         // Only a segment's own windows are looked at again.
         windows.erase(windows.begin(), windows.end() - std::ptrdiff_t(keptWindows));
         windowsFrom = judged - keptWindows * window;
@@ -107,17 +101,20 @@ void SpeechGate::cutAt(size_t end, std::vector<Segment> &closed)
     const std::vector<Window> after(windows.begin() + std::ptrdiff_t(cut), windows.end());
     restart(end);
     // What was judged after the cut begins the next segment.
-    for (const Window &judgedWindow : after) {
-        const size_t at = windowsFrom + windows.size() * window;
-        windows.push_back(judgedWindow);
-        if (judgedWindow.isSpeech) {
-            if (!firstSpeech)
-                firstSpeech = at;
-            speech += window;
-            silence = 0;
-        } else if (firstSpeech) {
-            silence += window;
-        }
+    for (const Window &judgedWindow : after)
+        record(judgedWindow, windowsFrom + windows.size() * window);
+}
+
+void SpeechGate::record(Window judgedWindow, size_t at)
+{
+    windows.push_back(judgedWindow);
+    if (judgedWindow.isSpeech) {
+        if (!firstSpeech)
+            firstSpeech = at;
+        speech += window;
+        silence = 0;
+    } else if (firstSpeech) {
+        silence += window;
     }
 }
 

@@ -56,6 +56,8 @@ private:
     };
 
     void step(bool isSpeech, float energy, std::vector<Segment> &closed);
+    // Keeps a judged window that begins at `at`, and counts its speech or its part of a pause.
+    void record(Window judgedWindow, size_t at);
     // Closes the open segment at `end`, which lies inside its windows, and goes on after it with
     // the windows already judged there.
     void cutAt(size_t end, std::vector<Segment> &closed);
