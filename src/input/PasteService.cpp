@@ -49,28 +49,51 @@ bool isConfirmed(const std::optional<QString> &before, const std::optional<QStri
     return after && (!before || *after != *before) && after->contains(text);
 }
 
-// A target read without a focused element (no accessibility, or an application that did not answer
-// at the press) is its window: the same window in front, on anything but a password field, is it.
-bool isSame(const InputTarget &target, InputTarget current)
+// What a look at the desktop says of the target: still in front with its field; in front as a
+// window only (its field could not be found again, as when the application is slow to answer); or
+// gone.
+enum class Presence { same, windowOnly, changed };
+
+bool isSameWindow(const InputTarget &target, const InputTarget &current)
 {
-    if (!target.hasFocusedElement() && !current.isSecure) {
-        current.focusedRole.clear();
-        current.focusedIdentifier.clear();
-        current.focusedElementHash = 0;
-    }
-    return current == target;
+    return current.processIdentifier == target.processIdentifier
+        && current.bundleIdentifier == target.bundleIdentifier && current.windowTitle == target.windowTitle
+        && current.windowIdentifier == target.windowIdentifier;
 }
 
-// A read that stalls leaves the identity short of what the desktop would say; a mismatch gets one
-// more look before it counts as another target.
-bool isStillTarget(const AccessibilityTree &tree, const InputTarget &target)
+// A target read without a focused element (no accessibility, or an application that did not answer
+// at the press) is its window: the same window in front, on anything but a password field, is it.
+// A target read with one is that element (its bus name and path): the same element read again is
+// the same target even when its role could not be read this time, as it could at the press, and a
+// window whose element is not found at all is the window only.
+Presence presenceOf(const InputTarget &target, const InputTarget &current)
 {
+    if (current == target)
+        return Presence::same;
+    if (!isSameWindow(target, current))
+        return Presence::changed;
+    if (!target.hasFocusedElement())
+        return current.isSecure ? Presence::changed : Presence::same;
+    if (current.focusedElementHash == target.focusedElementHash)
+        return Presence::same;
+    return current.hasFocusedElement() ? Presence::changed : Presence::windowOnly;
+}
+
+// A read that stalls may leave the identity short of what the desktop would say: anything but the
+// same target gets one more look, which may find the field again (so its text can be watched and
+// the user's clipboard given back).
+Presence lookForTarget(const AccessibilityTree &tree, const InputTarget &target)
+{
+    Presence best = Presence::changed;
     for (int look = 0; look < 2; ++look) {
         const std::optional<CaptureResult> current = AccessibilityServices::captureContext(tree, false);
-        if (current && isSame(target, current->target))
-            return true;
+        const Presence presence = current ? presenceOf(target, current->target) : Presence::changed;
+        if (presence == Presence::same)
+            return presence;
+        if (presence == Presence::windowOnly)
+            best = presence;
     }
-    return false;
+    return best;
 }
 
 } // namespace
@@ -84,10 +107,12 @@ QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTa
     const bool isTerminal = TerminalPolicy::isTerminal(target);
     // What the field looks like before anything is changed, read only when the focus is still on
     // the target: its text, or for a terminal (whose text changes with any output) where its caret was.
+    // Only a field found again is watched for the text.
     struct Look {
         std::optional<PasteError> refusal;
         std::optional<QString> before;
         std::optional<qint64> caret;
+        bool isWatched = false;
     };
     const QFuture<Look> looking = TaskPools::run(TaskPools::shortWork(), [environment, target, isTerminal] {
         if (!environment.access.isEnabled()) {
@@ -98,13 +123,14 @@ QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTa
             return Look{PasteError::noKeystroke, {}, {}};
         if (target.isSecure)
             return Look{PasteError::secureField, {}, {}};
-        if (!isStillTarget(environment.tree, target))
+        const Presence presence = lookForTarget(environment.tree, target);
+        if (presence == Presence::changed)
             return Look{PasteError::targetChanged, {}, {}};
-        if (!target.hasFocusedElement())
+        if (!target.hasFocusedElement() || presence == Presence::windowOnly)
             return Look{};
         if (isTerminal)
-            return Look{{}, {}, AccessibilityServices::focusedCaret(environment.tree)};
-        return Look{{}, AccessibilityServices::focusedValue(environment.tree), {}};
+            return Look{{}, {}, AccessibilityServices::focusedCaret(environment.tree), true};
+        return Look{{}, AccessibilityServices::focusedValue(environment.tree), {}, true};
     });
     const Look look = co_await looking;
     if (look.refusal)
@@ -118,27 +144,28 @@ QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTa
     const quint64 changeCount = environment.pasteboard.changeCount();
     // The slow steps (the field's text, the clipboard's formats, the wait for the modifiers) are
     // behind us: the target is checked once more right before the keys go out.
-    const QFuture<std::optional<PasteError>> sending
-        = TaskPools::run(TaskPools::shortWork(), [environment, target, isTerminal]() -> std::optional<PasteError> {
-              if (!environment.keystroke.waitForModifierRelease())
-                  return PasteError::modifiersHeld;
-              if (!isStillTarget(environment.tree, target))
-                  return PasteError::targetChanged;
-              if (!environment.keystroke.sendPaste(isTerminal))
-                  return PasteError::noKeystroke;
-              return std::nullopt;
-          });
-    const std::optional<PasteError> notSent = co_await sending;
-    if (notSent) {
+    const QFuture<std::expected<Presence, PasteError>> sending = TaskPools::run(TaskPools::shortWork(),
+        [environment, target, isTerminal]() -> std::expected<Presence, PasteError> {
+            if (!environment.keystroke.waitForModifierRelease())
+                return std::unexpected(PasteError::modifiersHeld);
+            const Presence presence = lookForTarget(environment.tree, target);
+            if (presence == Presence::changed)
+                return std::unexpected(PasteError::targetChanged);
+            if (!environment.keystroke.sendPaste(isTerminal))
+                return std::unexpected(PasteError::noKeystroke);
+            return presence;
+        });
+    const std::expected<Presence, PasteError> sent = co_await sending;
+    if (!sent) {
         // Nothing was typed: the user's clipboard comes back, unless somebody replaced it meanwhile.
         if (owner && environment.pasteboard.changeCount() == changeCount) {
             environment.pasteboard.clearContents();
             environment.pasteboard.writeItems(snapshot);
         }
-        co_return std::unexpected(*notSent);
+        co_return std::unexpected(sent.error());
     }
     // Nothing to watch: the dictated text stays on the clipboard, as after any paste not seen.
-    if (!target.hasFocusedElement())
+    if (!look.isWatched || *sent == Presence::windowOnly)
         co_return PasteOutcome::unchecked;
 
     Clock &clock = environment.clock;

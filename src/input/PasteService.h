@@ -16,8 +16,8 @@ class Keystroke;
 class Pasteboard;
 class QObject;
 
-// `unchecked`: the target had no focused element to watch (an application without accessibility),
-// so the paste went to the same window without its field being checked.
+// `unchecked`: there was no focused element to watch (an application without accessibility, or one
+// that did not answer in time), so the paste went to the same window without its field being checked.
 enum class PasteOutcome { confirmed, unconfirmed, unchecked };
 
 // `noKeystroke`: the paste shortcut cannot be sent at all (no XTest on X11, no writable /dev/uinput

@@ -52,10 +52,12 @@ std::optional<AccessibilityTree::Application> WindowManagerTree::frontmostApplic
     } else {
         application.processIdentifier = window->processIdentifier;
         application.bundleIdentifier = DesktopIdentity::identifierOf(window->processIdentifier);
-        if (!application.bundleIdentifier && !window->className.isEmpty())
-            application.bundleIdentifier = window->className;
         application.localizedName = !window->className.isEmpty() ? window->className : window->instanceName;
     }
+    // Named the same way whether or not the accessibility bus answered in time: a capture at the
+    // press and the look before the paste must agree on it.
+    if (!application.bundleIdentifier && !window->className.isEmpty())
+        application.bundleIdentifier = window->className;
     application.windowIdentifier = window->identifier;
     return application;
 }
