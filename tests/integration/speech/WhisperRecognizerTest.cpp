@@ -3,6 +3,7 @@
 #include "engines/SoxrConverter.h"
 #include "engines/SpeechGate.h"
 #include "speech/WavFile.h"
+#include "TestFiles.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -84,11 +85,7 @@ TEST_F(WithTestData, BothEnginesRunThroughARecording)
 TEST_F(WithTestData, BadModelFilesAreRefusedWithAReason)
 {
     QTemporaryDir folder;
-    QFile tiny(testFile("whisper-test-tiny.bin"));
-    ASSERT_TRUE(tiny.open(QIODevice::ReadOnly));
-    const QByteArray model = tiny.readAll();
-    QFile parakeet(testFile("parakeet-test-tdt.bin"));
-    ASSERT_TRUE(parakeet.open(QIODevice::ReadOnly));
+    const QByteArray model = contentsOf(testFile("whisper-test-tiny.bin"));
     using Engine = WhisperRecognizer::Engine;
     struct Case {
         const char *name;
@@ -100,7 +97,7 @@ TEST_F(WithTestData, BadModelFilesAreRefusedWithAReason)
     const Case cases[] = {
         {"not a model", QByteArray("this is not a model").repeated(100), Engine::whisper, {}, "形式が違います"},
         {"truncated", model.left(300000), Engine::whisper, {}, "形式が違います"},
-        {"a Parakeet model for whisper", parakeet.readAll(), Engine::whisper, {}, "形式が違います"},
+        {"a Parakeet model for whisper", contentsOf(testFile("parakeet-test-tdt.bin")), Engine::whisper, {}, "形式が違います"},
         {"a whisper model for Parakeet", model, Engine::parakeet, {}, "形式が違います"},
         {"no voice detector", model, Engine::whisper, QStringLiteral("/nonexistent/vad.bin"),
             "音声区間検出モデルがありません: /nonexistent/vad.bin"},
@@ -110,10 +107,7 @@ TEST_F(WithTestData, BadModelFilesAreRefusedWithAReason)
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         const QString path = folder.filePath(QLatin1StringView(c.name));
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(c.bytes);
-        file.close();
+        ASSERT_TRUE(writeFile(path, c.bytes));
         WhisperRecognizer::releaseWarm();
         WhisperRecognizer recognizer({path, c.vadModel, QStringLiteral("en"), 1.0, 1, c.engine});
         const std::expected<void, QString> prepared = recognizer.prepare({});
