@@ -4,8 +4,6 @@
 #include "platform/linux/InjectedKeys.h"
 #include "platform/linux/KeyEventTranslator.h"
 #include "platform/linux/KeyboardLayout.h"
-#include "platform/linux/WindowManagerTree.h"
-#include "platform/linux/X11ActiveWindow.h"
 #include "platform/linux/XInputKeySource.h"
 #include "platform/linux/XTestKeystroke.h"
 
@@ -170,27 +168,6 @@ TEST(DesktopInput, HeldModifiersHoldThePasteBack)
     EXPECT_GE(waited.elapsed(), 900);
     xdotool({u"keyup"_s, u"Super_L"_s});
     EXPECT_TRUE(keystroke.waitForModifierRelease());
-}
-
-TEST(DesktopInput, TheWindowManagerNamesTheActiveWindow)
-{
-    focusEntry();
-    const X11ActiveWindow windows;
-    const std::optional<X11ActiveWindow::Window> active = windows.active();
-    ASSERT_TRUE(active);
-    EXPECT_EQ(active->processIdentifier, qEnvironmentVariableIntValue("SORAWEN_TARGET_PID"));
-    EXPECT_EQ(active->title, u"Sorawen target"_s);
-    EXPECT_EQ(windows.title(active->identifier), u"Sorawen target"_s);
-
-    // The target's identity carries the window; the element is the accessibility tree's.
-    const AtspiAccessibilityTree accessible;
-    const WindowManagerTree tree(accessible, &windows);
-    const std::optional<CaptureResult> entry
-        = captureWhen(tree, false, [](const CaptureResult &r) { return r.target.focusedRole == u"text"_s; });
-    ASSERT_TRUE(entry);
-    EXPECT_EQ(entry->target.windowIdentifier, active->identifier);
-    EXPECT_EQ(entry->target.processIdentifier, active->processIdentifier);
-    EXPECT_EQ(entry->target.windowTitle, u"Sorawen target"_s);
 }
 
 TEST(DesktopInput, CaptureReadsTheEntryAndRefusesThePasswordEntry)

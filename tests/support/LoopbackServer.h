@@ -33,16 +33,9 @@ public:
     };
     struct Reply {
         QByteArray body;
-        QByteArray status;
+        QByteArray status = "200 OK";
         // Sends only this many bytes of the body, then drops the connection a moment later.
-        std::optional<qsizetype> cutAt;
-
-        Reply(QByteArray body = {}, QByteArray status = "200 OK", std::optional<qsizetype> cutAt = std::nullopt)
-            : body(std::move(body))
-            , status(std::move(status))
-            , cutAt(cutAt)
-        {
-        }
+        std::optional<qsizetype> cutAt = std::nullopt;
     };
 
     QList<Request> requests;

@@ -204,33 +204,6 @@ private:
 
 } // namespace
 
-// Qwen2.5's vocabulary has 151,936 tokens; the control and byte tokens come first.
-constexpr int qwenExtraTokens = 151936 - 261;
-
-Shape oneAndAHalfBillion()
-{
-    return {.embedding = 1536,
-        .layers = 28,
-        .heads = 12,
-        .keyValueHeads = 2,
-        .feedForward = 8960,
-        .extraTokens = qwenExtraTokens,
-        .contextLength = 4096,
-        .weights = Shape::Weights::q4k};
-}
-
-Shape halfBillion()
-{
-    return {.embedding = 896,
-        .layers = 24,
-        .heads = 14,
-        .keyValueHeads = 2,
-        .feedForward = 4864,
-        .extraTokens = qwenExtraTokens,
-        .contextLength = 4096,
-        .weights = Shape::Weights::q4_0};
-}
-
 bool write(const QString &path, Answer answer, const Shape &shape, std::uint32_t seed)
 {
     const Vocabulary words = vocabulary(shape.extraTokens);

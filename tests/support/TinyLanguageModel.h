@@ -31,11 +31,6 @@ struct Shape {
     Weights weights = Weights::f32;
 };
 
-// The shapes of Qwen2.5 1.5B and 0.5B (152k vocabulary) at 4 bits: for measuring what such models
-// cost on this machine.
-Shape oneAndAHalfBillion();
-Shape halfBillion();
-
 bool write(const QString &path, Answer answer, const Shape &shape = {}, std::uint32_t seed = 1);
 
 } // namespace TinyLanguageModel

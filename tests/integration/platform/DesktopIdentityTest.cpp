@@ -1,7 +1,5 @@
 #include "platform/linux/DesktopIdentity.h"
 
-#include <QProcess>
-
 #include <gtest/gtest.h>
 
 using namespace Qt::Literals::StringLiterals;
@@ -32,18 +30,6 @@ TEST(DesktopIdentity, DesktopIdFromTheSystemdUnit)
         SCOPED_TRACE(c.cgroup.toStdString());
         EXPECT_EQ(DesktopIdentity::desktopIdFromCgroup(c.cgroup), c.id);
     }
-}
-
-TEST(DesktopIdentity, FallsBackToTheExecutableName)
-{
-    // A process outside any application unit is known by its executable's file name.
-    QProcess child;
-    child.start(QStringLiteral("/bin/sleep"), {QStringLiteral("5")});
-    ASSERT_TRUE(child.waitForStarted());
-    EXPECT_EQ(DesktopIdentity::identifierOf(qint32(child.processId())), u"sleep"_s);
-    child.kill();
-    child.waitForFinished();
-    EXPECT_EQ(DesktopIdentity::identifierOf(0), std::nullopt);
 }
 
 } // namespace

@@ -30,8 +30,6 @@ TEST(MissingDevices, EvdevWithoutReadableKeyboardsSaysWhy)
     // nothing is heard either way.
     EXPECT_EQ(source.errorMessage(), QStringLiteral("キーボードが見つかりません。")) << "started: " << started;
     EXPECT_FALSE(source.canObserve(0x40));
-    EXPECT_FALSE(source.canObserve(0x800000));
-    EXPECT_EQ(source.heldModifiers(), 0u);
     source.stop();
     EXPECT_EQ(events, 0);
 }
@@ -51,28 +49,15 @@ TEST(MissingDevices, SessionWithoutLogindCountsAsActive)
     const QDBusConnection bus = QDBusConnection::systemBus();
     if (bus.isConnected() && bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.login1")))
         GTEST_SKIP() << "logind runs here; its answer depends on the session";
-    const LogindSession session;
-    EXPECT_TRUE(session.isActive());
+    EXPECT_TRUE(LogindSession().isActive());
 }
 
-} // namespace
-
-namespace {
-
-// Runs without a display and without a session bus, whatever the environment had.
-class WithoutDesktop : public ::testing::Test
+// Without a display and without a session bus, whatever the environment had.
+TEST(MissingDevices, WithoutDesktopKeysInjectionAndAccessibilitySayWhyQuickly)
 {
-protected:
-    void SetUp() override
-    {
-        environment.unset("DISPLAY");
-        environment.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
-    }
     ScopedEnvironment environment;
-};
-
-TEST_F(WithoutDesktop, KeySourceAndInjectorSayWhy)
-{
+    environment.unset("DISPLAY");
+    environment.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
     InjectedKeys injected;
     XInputKeySource source(injected);
     EXPECT_FALSE(source.start([](const KeyEvent &) {}));
@@ -80,12 +65,8 @@ TEST_F(WithoutDesktop, KeySourceAndInjectorSayWhy)
     XTestKeystroke keystroke(injected);
     EXPECT_FALSE(keystroke.isAvailable());
     EXPECT_FALSE(keystroke.sendPaste(false));
-}
 
-TEST_F(WithoutDesktop, AccessibilityAnswersNothingQuickly)
-{
-    const AtspiAccess access;
-    EXPECT_FALSE(access.isEnabled());
+    EXPECT_FALSE(AtspiAccess().isEnabled());
     const AtspiAccessibilityTree tree(std::chrono::milliseconds(200));
     EXPECT_EQ(AccessibilityServices::captureContext(tree, true), std::nullopt);
     EXPECT_EQ(AccessibilityServices::focusedValue(tree), std::nullopt);

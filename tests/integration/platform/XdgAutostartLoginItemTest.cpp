@@ -7,8 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
@@ -19,59 +17,45 @@ TEST(XdgAutostartLoginItem, EnablesAndDisables)
 {
     struct Case {
         const char *name;
-        std::function<void(const QString &root)> prepare;
-        QString autostartFolder; // under the temporary root
+        // Made under the temporary root before the switch: a file with `contents`, or without
+        // contents a folder.
+        const char *existing;
+        QByteArray contents;
+        const char *autostartFolder;
         bool enable;
         bool succeeds;
-        bool isEnabledAfter;
     };
-    const auto entryFile = [](const QString &root) { return root + u"/autostart/sorawen.desktop"_s; };
     const Case cases[] = {
-        {"enable makes the missing folders", nullptr, u"/config/autostart"_s, true, true, true},
-        {"enable replaces a hidden entry",
-            [&](const QString &root) {
-                QDir(root).mkpath(u"autostart"_s);
-                writeFile(entryFile(root), "[Desktop Entry]\nType=Application\nExec=old\nHidden=true\n");
-            },
-            u"/autostart"_s, true, true, true},
-        {"disable removes the entry",
-            [&](const QString &root) {
-                QDir(root).mkpath(u"autostart"_s);
-                writeFile(entryFile(root), "[Desktop Entry]\nType=Application\nExec=sorawen\n");
-            },
-            u"/autostart"_s, false, true, false},
-        {"disable without an entry", nullptr, u"/autostart"_s, false, true, false},
-        {"folder cannot be made", [](const QString &root) { writeFile(root + u"/config"_s, "a file"); },
-            u"/config/autostart"_s, true, false, false},
-        {"entry cannot be written",
-            [&](const QString &root) { QDir(root).mkpath(u"autostart/sorawen.desktop/inside"_s); }, u"/autostart"_s,
-            true, false, false},
-        {"entry cannot be removed",
-            [&](const QString &root) { QDir(root).mkpath(u"autostart/sorawen.desktop/inside"_s); }, u"/autostart"_s,
-            false, false, false},
+        {"enable makes the missing folders", nullptr, {}, "/config/autostart", true, true},
+        {"enable replaces a hidden entry", "autostart/sorawen.desktop",
+            "[Desktop Entry]\nType=Application\nExec=old\nHidden=true\n", "/autostart", true, true},
+        {"disable removes the entry", "autostart/sorawen.desktop", "[Desktop Entry]\nType=Application\nExec=sorawen\n",
+            "/autostart", false, true},
+        {"disable without an entry", nullptr, {}, "/autostart", false, true},
+        {"folder cannot be made", "config", "a file", "/config/autostart", true, false},
+        {"entry cannot be written", "autostart/sorawen.desktop/inside", {}, "/autostart", true, false},
+        {"entry cannot be removed", "autostart/sorawen.desktop/inside", {}, "/autostart", false, false},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         QTemporaryDir root;
-        ASSERT_TRUE(root.isValid());
-        if (c.prepare)
-            c.prepare(root.path());
-        XdgAutostartLoginItem item(root.path() + c.autostartFolder, u"/usr/bin/sorawen"_s);
+        if (c.existing) {
+            const QString existing = root.filePath(QLatin1StringView(c.existing));
+            ASSERT_TRUE(c.contents.isEmpty() ? QDir().mkpath(existing) : writeFile(existing, c.contents));
+        }
+        XdgAutostartLoginItem item(root.path() + QLatin1StringView(c.autostartFolder), u"/usr/bin/sorawen"_s);
         const std::expected<void, QString> result = item.setEnabled(c.enable);
         EXPECT_EQ(result.has_value(), c.succeeds);
-        if (!result) {
-            EXPECT_FALSE(result.error().isEmpty());
+        EXPECT_TRUE(result || !result.error().isEmpty());
+        EXPECT_EQ(item.isEnabled(), c.enable && c.succeeds);
+        if (!c.enable && c.succeeds) {
+            EXPECT_FALSE(QFile::exists(item.fileName()));
         }
-        EXPECT_EQ(item.isEnabled(), c.isEnabledAfter);
         if (c.enable && c.succeeds) {
             const QByteArray contents = contentsOf(item.fileName());
             EXPECT_TRUE(contents.startsWith("[Desktop Entry]\n"));
-            EXPECT_TRUE(contents.contains("\nExec=/usr/bin/sorawen\n"));
-            EXPECT_TRUE(contents.contains("\nType=Application\n"));
+            EXPECT_TRUE(contents.contains("\nExec=/usr/bin/sorawen\n") && contents.contains("\nType=Application\n"));
             EXPECT_FALSE(contents.contains("Hidden"));
-        }
-        if (!c.enable && c.succeeds) {
-            EXPECT_FALSE(QFile::exists(item.fileName()));
         }
     }
 }

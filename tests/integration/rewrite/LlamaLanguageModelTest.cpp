@@ -1,4 +1,5 @@
 #include "engines/LlamaLanguageModel.h"
+#include "TestFiles.h"
 #include "TinyLanguageModel.h"
 #include "WaitFor.h"
 #include "core/SystemClock.h"
@@ -6,7 +7,6 @@
 #include "text/PromptBuilder.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QFutureWatcher>
 #include <QTemporaryDir>
 #include <QThreadPool>
@@ -41,25 +41,13 @@ private:
     {
         TinyLanguageModel::write(path("ends.gguf"), Answer::endsAtOnce);
         TinyLanguageModel::write(path("endless.gguf"), Answer::neverEnds);
-        TinyLanguageModel::Shape slower;
-        slower.embedding = 256;
-        slower.feedForward = 512;
-        slower.layers = 4;
-        slower.contextLength = 4096;
-        TinyLanguageModel::write(path("slower.gguf"), Answer::neverEnds, slower);
-        TinyLanguageModel::Shape slowest;
-        slowest.embedding = 512;
-        slowest.feedForward = 1024;
-        slowest.layers = 6;
-        TinyLanguageModel::write(path("slowest.gguf"), Answer::neverEnds, slowest);
-        QFile text(path("notes.gguf"));
-        text.open(QIODevice::WriteOnly);
-        text.write("these are notes, not a model\n");
-        QFile whole(path("ends.gguf"));
-        whole.open(QIODevice::ReadOnly);
-        QFile truncated(path("truncated.gguf"));
-        truncated.open(QIODevice::WriteOnly);
-        truncated.write(whole.read(whole.size() / 2));
+        TinyLanguageModel::write(
+            path("slower.gguf"), Answer::neverEnds, {.embedding = 256, .layers = 4, .feedForward = 512});
+        TinyLanguageModel::write(
+            path("slowest.gguf"), Answer::neverEnds, {.embedding = 512, .layers = 6, .feedForward = 1024});
+        writeFile(path("notes.gguf"), "these are notes, not a model\n");
+        const QByteArray whole = contentsOf(path("ends.gguf"));
+        writeFile(path("truncated.gguf"), whole.left(whole.size() / 2));
     }
     QTemporaryDir folder;
 };

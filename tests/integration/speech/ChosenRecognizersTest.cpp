@@ -1,6 +1,6 @@
 #include "engines/ChosenRecognizers.h"
 #include "FakeSpeechModels.h"
-#include "FakeTranscriptionServer.h"
+#include "FakeOpenAiServer.h"
 #include "MemoryDefaultsStore.h"
 #include "WaitFor.h"
 #include "engines/HttpModelStore.h"
@@ -40,7 +40,7 @@ TEST(ChosenRecognizers, EachLanguageGetsTheEngineTheUserChose)
     const HttpModelStore installed(folder.path());
     FakeSpeechModels catalogue;
     MemoryDefaultsStore defaults;
-    FakeTranscriptionServer server;
+    FakeOpenAiServer server;
     // One object for every case: the choice is read again at each call.
     ChosenRecognizers recognizers(defaults, catalogue, installed);
 

@@ -1,5 +1,5 @@
 #include "engines/OpenAiTranscriptionRecognizer.h"
-#include "FakeTranscriptionServer.h"
+#include "FakeOpenAiServer.h"
 #include "WaitFor.h"
 #include "speech/WavFile.h"
 
@@ -49,7 +49,7 @@ struct Session {
 
 TEST(OpenAiTranscriptionRecognizer, SendsTheRecordingAsAWavFormAndReportsTheText)
 {
-    FakeTranscriptionServer server;
+    FakeOpenAiServer server;
     struct Case {
         const char *model;
         const char *language;
@@ -77,7 +77,7 @@ TEST(OpenAiTranscriptionRecognizer, SendsTheRecordingAsAWavFormAndReportsTheText
         EXPECT_EQ(session.results[0].text, u"We meet at noon.");
         EXPECT_TRUE(session.results[0].isFinal);
 
-        const FakeTranscriptionServer::Request request = server.requests.last();
+        const FakeOpenAiServer::Request request = server.requests.last();
         EXPECT_EQ(request.method, "POST");
         EXPECT_EQ(request.path, "/good/v1/audio/transcriptions");
         EXPECT_EQ(request.fields.value("model"), c.sentModel);
@@ -97,7 +97,7 @@ TEST(OpenAiTranscriptionRecognizer, SendsTheRecordingAsAWavFormAndReportsTheText
 
 TEST(OpenAiTranscriptionRecognizer, FailuresEndTheSessionWithAReadableReason)
 {
-    FakeTranscriptionServer server;
+    FakeOpenAiServer server;
     const QUrl refused(QStringLiteral("http://127.0.0.1:%1/v1").arg(LoopbackServer::closedPort()));
 
     struct Case {
@@ -106,7 +106,7 @@ TEST(OpenAiTranscriptionRecognizer, FailuresEndTheSessionWithAReadableReason)
     };
     const Case cases[] = {
         {server.base("error"),
-            translated("音声認識サーバーがエラーを返しました（HTTP %1）: %2").arg(500).arg(u"failed to read audio")},
+            translated("音声認識サーバーがエラーを返しました（HTTP %1）: %2").arg(500).arg(u"the model failed")},
         {server.base("garbage"), translated("音声認識サーバーの応答を読めません")},
         {server.base("notext"), translated("音声認識サーバーの応答を読めません")},
         {refused,
@@ -132,7 +132,7 @@ TEST(OpenAiTranscriptionRecognizer, FailuresEndTheSessionWithAReadableReason)
 
 TEST(OpenAiTranscriptionRecognizer, CancelEndsTheSessionAtOnceAndSilenceSendsNothing)
 {
-    FakeTranscriptionServer server;
+    FakeOpenAiServer server;
     {
         // The request is in flight and the server never answers; the limit is far away.
         Session session({server.base("hang"), {}, QStringLiteral("en")});

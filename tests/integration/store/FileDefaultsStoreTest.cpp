@@ -54,14 +54,13 @@ TEST_F(FileDefaultsStoreTest, UnreadableFileIsMovedAsideNotOverwritten)
 
 TEST_F(FileDefaultsStoreTest, FailedWriteKeepsTheValueInMemory)
 {
-    QFile blocker(root.filePath(QStringLiteral("config")));
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    const QString blocker = root.filePath(QStringLiteral("config"));
+    ASSERT_TRUE(writeFile(blocker, {}));
     FileDefaultsStore store(fileName());
     EXPECT_FALSE(store.setBytes(DefaultsKeys::settings, "{}"));
     EXPECT_EQ(store.bytes(DefaultsKeys::settings), QByteArray("{}"));
 
-    ASSERT_TRUE(QFile::remove(blocker.fileName()));
+    ASSERT_TRUE(QFile::remove(blocker));
     EXPECT_TRUE(store.setBoolean(DefaultsKeys::onboardingCompleted, false));
     EXPECT_EQ(FileDefaultsStore(fileName()).bytes(DefaultsKeys::settings), QByteArray("{}"));
 }

@@ -63,16 +63,15 @@ TEST(HistoryFile, AFolderThatCannotBeCreatedLosesNothingInMemory)
     QTemporaryDir root;
     const QString fileName = root.filePath(QStringLiteral("data/Ripplet/history.json"));
     // A plain file where the folder should be: no user, root included, can create the folder.
-    QFile blocker(root.filePath(QStringLiteral("data")));
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    const QString blocker = root.filePath(QStringLiteral("data"));
+    ASSERT_TRUE(writeFile(blocker, {}));
     HistoryPersistence persistence(fileName);
     const RippletHistory history = historyWith({"残る"});
     persistence.persist(history).waitForFinished();
     EXPECT_FALSE(QFile::exists(fileName));
 
     // Once the obstacle is gone, the next save writes the whole list.
-    ASSERT_TRUE(QFile::remove(blocker.fileName()));
+    ASSERT_TRUE(QFile::remove(blocker));
     persistence.persist(history).waitForFinished();
     EXPECT_EQ(persistence.load().result(), history);
 }

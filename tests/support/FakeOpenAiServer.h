@@ -2,14 +2,18 @@
 
 #include "LoopbackServer.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QMap>
 #include <QUrl>
 
-// An OpenAI-compatible transcription server on the loopback interface. The first path segment picks
-// its behaviour: /good answers {"text": text}, /error fails with 500 and a message, /garbage answers
-// something that is not JSON, /notext answers JSON without "text", /hang never answers. Every
-// request is kept with its multipart fields.
-class FakeTranscriptionServer
+// An OpenAI-compatible server of transcriptions and chat answers on the loopback interface. The first
+// path segment picks its behaviour: /good answers `text` (as a transcription or as a finished chat
+// answer), /length answers a chat answer cut at its limit, /error fails with 500 and a message,
+// /garbage answers something that is not JSON, /notext answers JSON without a text, /hang never
+// answers. Every path lists one model at /…/v1/models. Every other request is kept with its
+// multipart fields or its JSON body.
+class FakeOpenAiServer
 {
 public:
     struct Request {
@@ -18,6 +22,7 @@ public:
         QMap<QByteArray, QByteArray> fields;
         // The filename given with each field that has one.
         QMap<QByteArray, QByteArray> fileNames;
+        QJsonObject json;
     };
 
     QList<Request> requests;
@@ -28,7 +33,7 @@ public:
 private:
     static Request formOf(const LoopbackServer::Request &received)
     {
-        Request request{received.method, received.path, {}, {}};
+        Request request{received.method, received.path, {}, {}, QJsonDocument::fromJson(received.body).object()};
         const QByteArray type = received.header("content-type");
         if (!type.contains("boundary="))
             return request;
@@ -63,17 +68,22 @@ private:
 
     std::optional<LoopbackServer::Reply> reply(const LoopbackServer::Request &received)
     {
+        if (received.path.endsWith("/models"))
+            return LoopbackServer::Reply{R"({"object":"list","data":[{"id":"listed-model","object":"model"}]})"};
         requests.append(formOf(received));
         const QByteArray mode = received.path.split('/').value(1);
         if (mode == "hang")
             return std::nullopt;
         if (mode == "error")
-            return LoopbackServer::Reply{R"({"error":{"message":"failed to read audio","type":"server_error"}})",
+            return LoopbackServer::Reply{R"({"error":{"message":"the model failed","type":"server_error"}})",
                 "500 Internal Server Error"};
         if (mode == "garbage")
             return LoopbackServer::Reply{"<html>not what you asked for</html>"};
         if (mode == "notext")
             return LoopbackServer::Reply{R"({"segments":[]})"};
+        if (received.path.endsWith("/chat/completions"))
+            return LoopbackServer::Reply{R"({"choices":[{"index":0,"message":{"role":"assistant","content":")" + text
+                + R"("},"finish_reason":")" + (mode == "length" ? "length" : "stop") + R"("}]})"};
         return LoopbackServer::Reply{R"({"text":")" + text + R"("})"};
     }
 
