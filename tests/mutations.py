@@ -59,6 +59,12 @@ MUTATIONS = [
      "role == AccessibilityServices::secureFieldRole\n        || element.subrole() == AccessibilityServices::secureFieldRole",
      "role == AccessibilityServices::secureFieldRole\n        || (element.subrole() && false)",
      "unit_input", "AccessibilityServices*"),
+    ("a field not found again before the paste refuses it",
+     "input/PasteService.cpp", "return current.hasFocusedElement() ? Presence::changed : Presence::windowOnly;",
+     "return Presence::changed;", "unit_input", "PasteService*"),
+    ("the same element with its role unread is another target",
+     "input/PasteService.cpp", "if (current.focusedElementHash == target.focusedElementHash)\n        return Presence::same;\n",
+     "", "unit_input", "PasteService*"),
     # text
     ("a run of two commas is kept",
      "text/TextPostProcessor.cpp", 'IcuRegex(u"、{2,}")', 'IcuRegex(u"、{3,}")', "unit_text", "TextPostProcessor*"),
