@@ -55,14 +55,4 @@ TEST(SerialExecutor, RunsJobsOneAtATimeInOrder)
     }
 }
 
-TEST(SerialExecutor, VoidJobsFinishTheirFuture)
-{
-    SerialExecutor executor;
-    bool ran = false;
-    QFuture<void> future = executor.run([&] { ran = true; });
-    future.waitForFinished();
-    EXPECT_TRUE(ran);
-    EXPECT_FALSE(executor.isCurrent());
-}
-
 } // namespace

