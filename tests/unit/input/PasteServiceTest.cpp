@@ -178,12 +178,6 @@ TEST(PasteService, ConfirmsAndRestores)
     };
     const QList<PasteboardItem> managers {PasteboardItem {{{u"text/plain"_s, "manager"}}}};
     const Case cases[] = {
-        {"text appears at once", 1.0,
-            [](Fixture &f) {
-                f.tree.setFocusedValue(u"abc"_s);
-                f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"abcHello"_s); };
-            },
-            PasteOutcome::confirmed, 0ms, usersClipboard},
         {"text appears after three polls", 1.0,
             [](Fixture &f) {
                 f.tree.setFocusedValue(u"abc"_s);
