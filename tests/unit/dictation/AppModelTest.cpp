@@ -122,17 +122,6 @@ TEST(AppModel, Dictations)
                 gate.open();
             },
             Kind::success, confirmed, raw, 1, both},
-        {"Escape while the recogniser is prepared cancels silently", {},
-            [](Fixture &f) {
-                Gate gate;
-                f.installGate(gate);
-                f.press();
-                ASSERT_TRUE(f.reaches(Kind::recording));
-                f.cancel();
-                gate.open();
-                EXPECT_TRUE(waitFor([&] { return !f.engine.isRunning(); }));
-            },
-            Kind::idle, QStringLiteral("待機中"), {}, 0, tink},
         {"no microphone", {},
             [](Fixture &f) {
                 f.engine.format = AudioFormat{0, 0};

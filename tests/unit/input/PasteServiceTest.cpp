@@ -136,14 +136,6 @@ TEST(PasteService, LastMomentRefusalsGiveTheClipboardBack)
                 };
             },
             PasteError::targetChanged, false, usersClipboard},
-        {"another window came up with the same title",
-            [](Fixture &f) {
-                f.keystroke.duringModifierWait = [&f] {
-                    std::scoped_lock lock(f.tree.mutex);
-                    f.tree.application->windowIdentifier = 0x3c00002;
-                };
-            },
-            PasteError::targetChanged, false, usersClipboard},
         {"the keys could not be sent", [](Fixture &f) { f.keystroke.fails = true; }, PasteError::noKeystroke, true,
             usersClipboard},
         {"a clipboard manager took the clipboard meanwhile",

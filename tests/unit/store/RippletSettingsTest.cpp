@@ -70,12 +70,6 @@ TEST(RippletSettings, LoadingAppliesDefaultsAndLimitsFieldByField)
             [](RippletSettings &s) {
                 s.dictionary = {DictionaryEntry {firstId, QStringLiteral("そらわん"), QStringLiteral("Sorawen")}};
             }},
-        {"full application style",
-            R"({"applicationStyles": [{"id": "0B0E6B4E-4A8B-4C4B-9C8E-2C6E1E0F9A11", "bundleIdentifier": "org.gnome.TextEditor", "applicationName": "Text Editor", "instruction": "箇条書き", "skipsPolishing": true}]})",
-            [](RippletSettings &s) {
-                s.applicationStyles = {ApplicationStyle {secondId, QStringLiteral("org.gnome.TextEditor"),
-                    QStringLiteral("Text Editor"), QStringLiteral("箇条書き"), true}};
-            }},
         {"application style without bundle identifier empties the list",
             R"({"applicationStyles": [{"applicationName": "x"}], "historyLimit": 7})",
             [](RippletSettings &s) { s.historyLimit = 7; }},
