@@ -42,6 +42,7 @@ TEST(TextPostProcessor, Process)
         {"filler inside a word stays", u"会議はえーと4時", u"会議はえーと4時", ja},
         {"longer filler wins", u"えーっと、はい", u"はい", ja},
         {"comma after a full stop", u"そうです。、次に", u"そうです。次に", ja},
+        {"comma run at the start", u"、、はい", u"はい", ja},
         {"punctuation makes a comma run", u"はい、てん、です", u"はい、です", ja, true},
         {"japanese whitespace", u"a  b \n  c  ", u"a b\nc", ja},
         {"english whitespace and capital", u"a  b \n  c  ", u"A b\nc", en},
