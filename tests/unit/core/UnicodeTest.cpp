@@ -19,7 +19,6 @@ TEST(Unicode, CountsUserPerceivedCharacters)
     };
     const Case cases[] = {
         {"empty", QString(), 0},
-        {"ascii", QStringLiteral("abc"), 3},
         {"japanese", QStringLiteral("会議は三時"), 5},
         {"emoji with modifier", thumbsUp, 1},
         {"joined family", family, 1},
@@ -52,7 +51,6 @@ TEST(Unicode, CutsNeverSplitACharacter)
         {2, QStringLiteral("a") + thumbsUp, family + QStringLiteral("z")},
         {3, QStringLiteral("a") + thumbsUp + decomposedGa, decomposedGa + family + QStringLiteral("z")},
         {5, text, text},
-        {400, text, text},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.count);
@@ -67,7 +65,6 @@ TEST(Unicode, CanonicalEquivalence)
     EXPECT_TRUE(Unicode::isCanonicallyEquivalent(QStringLiteral("é"), eAcute));
     // Compatibility forms are different text.
     EXPECT_FALSE(Unicode::isCanonicallyEquivalent(QStringLiteral("ｶ"), QStringLiteral("カ")));
-    EXPECT_FALSE(Unicode::isCanonicallyEquivalent(QStringLiteral("ﬁ"), QStringLiteral("fi")));
     EXPECT_FALSE(Unicode::isCanonicallyEquivalent(QStringLiteral("が"), QStringLiteral("か")));
     EXPECT_EQ(Unicode::canonicalForm(QStringLiteral("が")), decomposedGa);
 }
@@ -80,13 +77,10 @@ TEST(Unicode, LettersAndNumbersByCategory)
     };
     const Case cases[] = {
         {U'a', true},
-        {U'7', true},
         {U'あ', true},
-        {U'ー', true},
         {U'Ⅳ', true},
         {U'²', true},
         {U'、', false},
-        {U'!', false},
         {0x301, false},
         {0x1F44D, false},
     };
@@ -99,11 +93,9 @@ TEST(Unicode, LettersAndNumbersByCategory)
 TEST(Unicode, FullCaseMapping)
 {
     EXPECT_EQ(Unicode::uppercased(u"straße"), QStringLiteral("STRASSE"));
-    EXPECT_EQ(Unicode::uppercased(u"ﬁle"), QStringLiteral("FILE"));
     // The user's locale never changes the mapping: I lower-cases to i, not dotless ı.
     EXPECT_EQ(Unicode::lowercased(u"INFO"), QStringLiteral("info"));
     EXPECT_EQ(Unicode::lowercased(u"ΣΑΣ"), QStringLiteral("σας"));
-    EXPECT_EQ(Unicode::uppercased(u"日本語"), QStringLiteral("日本語"));
     EXPECT_TRUE(Unicode::containsIgnoringCase(u"Große Straße", u"STRASSE"));
     EXPECT_TRUE(Unicode::containsIgnoringCase(u"Caf\u00E9", u"CAFE\u0301"));
     EXPECT_FALSE(Unicode::containsIgnoringCase(u"Cafe", u"CAFÉ"));

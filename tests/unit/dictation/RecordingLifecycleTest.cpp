@@ -37,10 +37,8 @@ TEST(RecordingLifecycle, RequestsByPhase)
         {"idle start", Idle {}, startUnlocked, Command::Start {5, false}, Starting {5, false}},
         {"idle locked start", Idle {}, startLocked, Command::Start {5, true}, Starting {5, true}},
         {"idle finish", Idle {}, finish, std::nullopt, Idle {}},
-        {"idle cancel", Idle {}, cancel, std::nullopt, Idle {}},
         {"starting start", Starting {4, false}, startUnlocked, std::nullopt, Starting {4, false}},
         {"starting locked start marks it locked", Starting {4, false}, startLocked, std::nullopt, Starting {4, true}},
-        {"locked starting locked start", Starting {4, true}, startLocked, std::nullopt, Starting {4, true}},
         {"locked starting start", Starting {4, true}, startUnlocked, std::nullopt, Starting {4, true}},
         {"starting finish", Starting {4, true}, finish, Command::Finish {4}, Finalizing {4}},
         {"starting cancel", Starting {4, false}, cancel, Command::Cancel {4}, Idle {}},
@@ -50,7 +48,6 @@ TEST(RecordingLifecycle, RequestsByPhase)
         {"recording finish", Recording {4, true}, finish, Command::Finish {4}, Finalizing {4}},
         {"recording cancel", Recording {4, true}, cancel, Command::Cancel {4}, Idle {}},
         {"finalizing start", Finalizing {4}, startUnlocked, std::nullopt, Finalizing {4}},
-        {"finalizing locked start", Finalizing {4}, startLocked, std::nullopt, Finalizing {4}},
         {"finalizing finish", Finalizing {4}, finish, std::nullopt, Finalizing {4}},
         {"finalizing cancel", Finalizing {4}, cancel, Command::Cancel {4}, Idle {}},
     };
@@ -77,20 +74,15 @@ TEST(RecordingLifecycle, ConfirmationsByPhase)
     };
     const Case cases[] = {
         {"didStart keeps the locked flag", Starting {3, true}, Confirmation::didStart, 3, true, Recording {3, true}},
-        {"didStart unlocked", Starting {3, false}, Confirmation::didStart, 3, true, Recording {3, false}},
         {"didStart of another generation", Starting {3, true}, Confirmation::didStart, 2, false, Starting {3, true}},
         {"didStart after the key was released", Finalizing {3}, Confirmation::didStart, 3, false, Finalizing {3}},
         {"didStart twice", Recording {3, false}, Confirmation::didStart, 3, false, Recording {3, false}},
-        {"didStart while idle", Idle {}, Confirmation::didStart, 3, false, Idle {}},
         {"complete finalizing", Finalizing {3}, Confirmation::complete, 3, true, Idle {}},
         {"complete while recording", Recording {3, false}, Confirmation::complete, 3, false, Recording {3, false}},
         {"complete of another generation", Finalizing {3}, Confirmation::complete, 4, false, Finalizing {3}},
-        {"complete after a cancel", Idle {}, Confirmation::complete, 3, false, Idle {}},
         {"fail starting", Starting {3, false}, Confirmation::fail, 3, true, Idle {}},
-        {"fail recording", Recording {3, true}, Confirmation::fail, 3, true, Idle {}},
         {"fail finalizing", Finalizing {3}, Confirmation::fail, 3, true, Idle {}},
         {"fail of another generation", Recording {3, true}, Confirmation::fail, 2, false, Recording {3, true}},
-        {"fail while idle", Idle {}, Confirmation::fail, 3, false, Idle {}},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -119,12 +111,6 @@ TEST(RecordingLifecycle, GenerationsAreNeverReused)
     EXPECT_EQ(lifecycle.requestStart(true), Command::Value(Command::Start {2, true}));
     EXPECT_FALSE(lifecycle.didStart(1));
     EXPECT_TRUE(lifecycle.didStart(2));
-    EXPECT_EQ(lifecycle.requestFinish(), Command::Value(Command::Finish {2}));
-    EXPECT_TRUE(lifecycle.complete(2));
-    EXPECT_EQ(lifecycle.requestStart(false), Command::Value(Command::Start {3, false}));
-    EXPECT_TRUE(lifecycle.fail(3));
-    EXPECT_EQ(lifecycle.requestStart(false), Command::Value(Command::Start {4, false}));
-    EXPECT_EQ(lifecycle.nextGeneration, 4u);
 }
 
 } // namespace

@@ -125,13 +125,4 @@ TEST(AccessibilityServices, MissingPiecesAreEmpty)
     EXPECT_EQ(AccessibilityServices::captureContext(tree, true), std::nullopt);
 }
 
-TEST(AccessibilityServices, TargetsDifferWhenFocusMoves)
-{
-    FakeAccessibilityTree tree;
-    const InputTarget first = AccessibilityServices::captureContext(tree, false)->target;
-    EXPECT_EQ(AccessibilityServices::captureContext(tree, false)->target, first);
-    tree.focused->hash = 2;
-    EXPECT_NE(AccessibilityServices::captureContext(tree, false)->target, first);
-}
-
 } // namespace

@@ -89,8 +89,6 @@ TEST(PasteService, RefusalsLeaveTheClipboardAlone)
             PasteError::secureField, 0},
         {"focus moved to another field", [](Fixture &f, InputTarget &) { f.tree.focused->hash = 99; },
             PasteError::targetChanged, 0},
-        {"window title changed", [](Fixture &f, InputTarget &) { f.tree.window->title = u"other"_s; },
-            PasteError::targetChanged, 0},
         {"another window of the application, with the same title",
             [](Fixture &f, InputTarget &) { f.tree.application->windowIdentifier = 0x3c00002; },
             PasteError::targetChanged, 0},
@@ -116,8 +114,6 @@ TEST(PasteService, RefusalsLeaveTheClipboardAlone)
         EXPECT_TRUE(f.keystroke.sent.empty());
         EXPECT_EQ(f.access.requests, c.enableRequests);
     }
-    EXPECT_EQ(
-        description(PasteError::targetChanged), u"入力先が変わったため入力せず、クリップボードも変更していません。"_s);
 }
 
 // Refusals after the clipboard was written: the checks right before the keys go out.
@@ -132,21 +128,11 @@ TEST(PasteService, LastMomentRefusalsGiveTheClipboardBack)
     };
     const QList<PasteboardItem> managers {PasteboardItem {{{u"text/plain"_s, "manager"}}}};
     const Case cases[] = {
-        {"a modifier still held after the wait", [](Fixture &f) { f.keystroke.modifiersHeld = true; },
-            PasteError::modifiersHeld, false, usersClipboard},
         {"focus moved while the modifiers were released",
             [](Fixture &f) {
                 f.keystroke.duringModifierWait = [&f] {
                     std::scoped_lock lock(f.tree.mutex);
                     f.tree.focused->hash = 99;
-                };
-            },
-            PasteError::targetChanged, false, usersClipboard},
-        {"another window came up with the same title",
-            [](Fixture &f) {
-                f.keystroke.duringModifierWait = [&f] {
-                    std::scoped_lock lock(f.tree.mutex);
-                    f.tree.application->windowIdentifier = 0x3c00002;
                 };
             },
             PasteError::targetChanged, false, usersClipboard},
@@ -170,8 +156,6 @@ TEST(PasteService, LastMomentRefusalsGiveTheClipboardBack)
         EXPECT_EQ(f.keystroke.sent.size(), c.isSent ? 1u : 0u);
         EXPECT_EQ(f.pasteboard.contents, c.clipboardAfter);
     }
-    EXPECT_EQ(description(PasteError::modifiersHeld),
-        u"キーが押されたままのため入力しませんでした。キーを離してからもう一度お試しください。"_s);
 }
 
 TEST(PasteService, ConfirmsAndRestores)
@@ -186,12 +170,6 @@ TEST(PasteService, ConfirmsAndRestores)
     };
     const QList<PasteboardItem> managers {PasteboardItem {{{u"text/plain"_s, "manager"}}}};
     const Case cases[] = {
-        {"text appears at once", 1.0,
-            [](Fixture &f) {
-                f.tree.setFocusedValue(u"abc"_s);
-                f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"abcHello"_s); };
-            },
-            PasteOutcome::confirmed, 0ms, usersClipboard},
         {"text appears after three polls", 1.0,
             [](Fixture &f) {
                 f.tree.setFocusedValue(u"abc"_s);
@@ -281,13 +259,6 @@ TEST(PasteService, TerminalsAndFieldsThatCannotBeRead)
         f.tree.setFocusedValue(text);
     };
     const Case cases[] = {
-        {"application without accessibility: sent to the same window, unchecked",
-            [](Fixture &f) {
-                f.tree.application = AccessibilityTree::Application{77, u"xterm"_s, u"XTerm"_s, 0x1400022};
-                f.tree.window->title = u"user@host: ~"_s;
-                f.tree.focused.reset();
-            },
-            PasteOutcome::unchecked, 0ms, true, dictation},
         {"terminal output before the caret is not the paste",
             [terminal](Fixture &f) {
                 terminal(f, u"Hello\n$ "_s, 8);
@@ -305,16 +276,6 @@ TEST(PasteService, TerminalsAndFieldsThatCannotBeRead)
                 f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"$ Hello"_s); };
             },
             PasteOutcome::unconfirmed, 1050ms, true, dictation},
-        {"terminal known by its desktop file id",
-            [](Fixture &f) {
-                f.tree.application->bundleIdentifier = u"org.gnome.Terminal"_s;
-                f.tree.focused->role = u"text"_s;
-                f.tree.focused->numberOfCharacters = 1000;
-                f.tree.focused->selectedTextRange = AccessibleElement::Range{0, 0};
-                f.tree.setFocusedValue(u""_s);
-                f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"Hello"_s); };
-            },
-            PasteOutcome::confirmed, 0ms, true, usersClipboard},
         {"terminal known by its executable, any case",
             [](Fixture &f) {
                 f.tree.application->bundleIdentifier = u"Alacritty"_s;

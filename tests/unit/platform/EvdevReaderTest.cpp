@@ -42,8 +42,7 @@ const Read syncDone{syncing, -EAGAIN, 0, 0, 0, 0};
 const Read empty{normal, -EAGAIN, 0, 0, 0, 0};
 const Read unplugged{normal, -ENODEV, 0, 0, 0, 0};
 
-constexpr quint16 rightAlt = 100, leftShift = 42, letterA = 30, capsLock = 58, numLock = 69, scrollLock = 70,
-                  compose = 127;
+constexpr quint16 rightAlt = 100, leftShift = 42, letterA = 30, capsLock = 58;
 
 std::vector<Read> concat(std::initializer_list<std::vector<Read>> parts)
 {
@@ -67,11 +66,6 @@ TEST(EvdevReader, RecordedSequencesReachTheDictationKey)
         {"a hold with autorepeat",
             {concat({key(rightAlt, 1, 1000), key(rightAlt, 2, 1500), key(rightAlt, 2, 1530), {empty}}),
                 concat({key(rightAlt, 2, 1560), key(rightAlt, 0, 3000), {empty}})},
-            {"startRecording", "finishRecording"}},
-        {"lock keys and Compose during a hold change nothing",
-            {concat({key(rightAlt, 1, 1000), key(capsLock, 1, 1200), key(capsLock, 0, 1250), key(numLock, 1, 1300),
-                key(numLock, 0, 1350), key(scrollLock, 1, 1400), key(scrollLock, 0, 1450), key(compose, 1, 1500),
-                key(compose, 0, 1550), key(rightAlt, 0, 3000), {empty}})},
             {"startRecording", "finishRecording"}},
         {"CapsLock held down before the press is not another key",
             {concat({key(capsLock, 1, 900), key(rightAlt, 1, 1000), key(rightAlt, 0, 3000), key(capsLock, 0, 3100),
@@ -155,9 +149,7 @@ TEST(EvdevReader, ReadsKeyboardsButNotItsOwnVirtualKeyboard)
         {"/dev/input/event3", "1", "", true}, // name not known before the device is opened
         {"/dev/input/event9", "1", EvdevReader::ownDeviceName, false},
         {"/dev/input/event4", "", "Logitech USB Optical Mouse", false},
-        {"/dev/input/event4", "0", "Power Button", false},
         {"/dev/input/mouse0", "1", "mouse", false},
-        {"", "1", "", false},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::string(c.node) + " " + c.name);

@@ -26,8 +26,8 @@ TEST(KeyEventTranslator, MapsLinuxKeys)
         {1, true, KeyEvent {down, escapeKeyCode, 0x42, 7}}, // Escape is 53
         {45, true, KeyEvent {down, 45 + 0x100, 0x42, 7}}, // X
         {53, false, KeyEvent {up, 53 + 0x100, 0x42, 7}}, // KEY_SLASH (53) never reads as Escape
-        {115, true, KeyEvent {system, 0, 0x42, 7}}, // volume up
-        {115, false, std::nullopt}, {100, false, KeyEvent {flags, 0, 0x02, 7}},
+        {113, true, KeyEvent {system, 0, 0x42, 7}}, // mute, the first of the volume keys
+        {113, false, std::nullopt}, {100, false, KeyEvent {flags, 0, 0x02, 7}},
         {0x1d0, true, KeyEvent {flags, 0, 0x800002, 7}}, // fn
         {125, true, KeyEvent {flags, 0, 0x80000A, 7}}, // left Super
         {126, true, KeyEvent {flags, 0, 0x80001A, 7}}, // right Super

@@ -31,6 +31,9 @@ TEST(XServerClock, MapsServerTimesWithTheSmallestRecentOffset)
             {{0xFFFFFF00, ms(9000), ms(9000)}, {0x100, ms(9512), ms(9512)}, {0x200, ms(9900), ms(9768)}}},
         {"a minimum older than a whole window is forgotten",
             {{1000, ms(5001), ms(5001)}, {36000, ms(40050), ms(40001)}, {71000, ms(75050), ms(75050)}}},
+        // The read at 35001 ms, exactly one window on, starts the window whose minimum the third read keeps.
+        {"a window ends at exactly its length",
+            {{1000, ms(5001), ms(5001)}, {31000, ms(35001), ms(35001)}, {61000, ms(65051), ms(65001)}}},
         {"a server clock ahead of ours", {{5000, ms(1000), ms(1000)}, {5100, ms(1101), ms(1100)}}},
     };
     for (const Case &c : cases) {

@@ -1,85 +1,19 @@
-#include "WaitFor.h"
 #include "speech/SpeechAssetManager.h"
-#include "platform/SpeechModelStore.h"
+#include "FakeModelStore.h"
+#include "WaitFor.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QThread>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-#include <mutex>
+
 #include <future>
-#include <condition_variable>
 
 namespace {
 
-// A store whose files appear once downloaded (as empty files when it has a folder), and whose
-// downloads fail on demand.
-class FakeStore final : public SpeechModelStore
-{
-public:
-    QSet<QString> present;
-    int checks = 0;
-    QStringList downloads;
-    std::optional<QString> failure;
-    QString folder;
-    // Downloads of these files wait until `release`.
-    QSet<QString> holds;
-    std::mutex mutex;
-    std::condition_variable held;
-
-    void release(const QString &name)
-    {
-        std::scoped_lock guard(mutex);
-        holds.remove(name);
-        held.notify_all();
-    }
-    int downloadsOf(const QString &name)
-    {
-        std::scoped_lock guard(mutex);
-        return int(downloads.count(name));
-    }
-
-    std::expected<std::vector<ModelFile>, QString> missingFiles(const std::vector<ModelFile> &files) override
-    {
-        std::scoped_lock guard(mutex);
-        ++checks;
-        std::vector<ModelFile> missing;
-        for (const ModelFile &file : files) {
-            if (!present.contains(file.name))
-                missing.push_back(file);
-        }
-        return missing;
-    }
-    std::expected<void, QString> download(const ModelFile &file, const std::function<void(double)> &progress) override
-    {
-        {
-            std::unique_lock guard(mutex);
-            downloads.append(file.name);
-            held.wait(guard, [&] { return !holds.contains(file.name); });
-        }
-        if (failure)
-            return std::unexpected(*failure);
-        progress(0.5);
-        progress(1.0);
-        std::scoped_lock guard(mutex);
-        present.insert(file.name);
-        if (!folder.isEmpty()) {
-            QFile placed(pathOf(file));
-            placed.open(QIODevice::WriteOnly);
-        }
-        return {};
-    }
-    QString pathOf(const ModelFile &file) const override
-    {
-        return folder.isEmpty() ? file.name : folder + u'/' + file.name;
-    }
-};
-
 TEST(SpeechAssetManager, InstallsOncePerLanguageAndRun)
 {
-    FakeStore store;
+    FakeModelStore store;
     SpeechAssetManager manager(store);
     std::vector<double> progress;
     // The figures reach this thread, queued, not the installer's thread.
@@ -114,7 +48,7 @@ TEST(SpeechAssetManager, InstallsOncePerLanguageAndRun)
 
 TEST(SpeechAssetManager, AFailureIsReportedAndTriedAgainNextTime)
 {
-    FakeStore store;
+    FakeModelStore store;
     store.failure = QStringLiteral("The network connection was lost.");
     SpeechAssetManager manager(store);
     QStringList failures;
@@ -132,9 +66,7 @@ TEST(SpeechAssetManager, AFailureIsReportedAndTriedAgainNextTime)
 
 TEST(SpeechAssetManager, TheLanguageModelIsInstalledOnlyWhenAskedFor)
 {
-    QTemporaryDir folder;
-    FakeStore store;
-    store.folder = folder.path();
+    FakeModelStore store;
     SpeechAssetManager manager(store);
     QStringList progressKeys;
     QObject::connect(&manager, &SpeechAssetManager::progressed, &manager,
@@ -154,9 +86,7 @@ TEST(SpeechAssetManager, TheLanguageModelIsInstalledOnlyWhenAskedFor)
 
 TEST(SpeechAssetManager, ALanguageModelDownloadHoldsUpNoRecordingAndOneFileIsFetchedOnce)
 {
-    QTemporaryDir folder;
-    FakeStore store;
-    store.folder = folder.path();
+    FakeModelStore store;
     const QString languageModel = ModelCatalogue::languageModel().name;
     store.holds = {languageModel, QStringLiteral("ggml-base.en.bin")};
     SpeechAssetManager manager(store);

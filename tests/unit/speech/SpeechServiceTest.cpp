@@ -168,13 +168,14 @@ TEST(SpeechServiceCapture, StartFailures)
     }
 }
 
-TEST(SpeechServiceCapture, LateBuffersAfterStopChangeNothing)
+TEST(SpeechServiceCapture, NothingIsReportedAfterACancel)
 {
     Fixture f;
     ASSERT_TRUE(f.service.startCapture().result());
     SimulatedAudioEngine::TapHandler tap = f.engine.tap;
-    f.service.stopInput();
-    f.service.stopInput();
+    // The level of this buffer is still on its way to the main thread when the cancel comes.
+    f.engine.deliver(buffer(mic48k, 1024, 1));
+    f.service.cancel().waitForFinished();
     tap(buffer(mic48k, 1024, 1));
     EXPECT_FALSE(f.service.beginStreaming(recognizerFormat, [](AudioBuffer) {}));
     QCoreApplication::processEvents();
@@ -326,11 +327,6 @@ TEST(SpeechServiceRecognition, Failures)
         {"model installation fails",
             [](Fixture &f) { f.recognizers.installFailure = QStringLiteral("The network connection was lost."); },
             {SpeechServiceError::modelInstallationFailed, QStringLiteral("The network connection was lost.")}},
-        {"no input",
-            [](Fixture &f) {
-                f.engine.format = AudioFormat{0, 0};
-            },
-            {SpeechServiceError::noInput, {}}},
         {"no usable format", [](Fixture &f) { f.recognizers.hasFormat = false; },
             {SpeechServiceError::unsupportedFormat, {}}},
         {"cancelled during preparation",

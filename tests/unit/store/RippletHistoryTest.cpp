@@ -1,8 +1,5 @@
 #include "store/RippletHistory.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTimeZone>
 
 #include <gtest/gtest.h>
@@ -31,14 +28,11 @@ TEST(RippletHistory, AddKeepsTheNewestWithinTheLimit)
         int after;
     };
     const Case cases[] = {
-        {"limit 0 on empty", 0, 0, 1},
-        {"limit -5 on empty", 0, -5, 1},
         {"limit 0 on three", 3, 0, 1},
         {"limit -5 on three", 3, -5, 1},
         {"limit 1 on three", 3, 1, 1},
         {"limit 3 on three", 3, 3, 3},
         {"limit 10 on three", 3, 10, 4},
-        {"limit 4 on three", 3, 4, 4},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -85,28 +79,17 @@ TEST(RippletHistory, DateCountsFromTheStartOf2001)
 TEST(RippletHistory, UnreadableDataGivesAnEmptyHistory)
 {
     const QByteArray good = *historyOf(2).encoded();
-    QJsonObject withoutPolished = QJsonDocument::fromJson(good).object();
-    QJsonArray items = withoutPolished.value(QStringLiteral("items")).toArray();
-    QJsonObject first = items.first().toObject();
-    first.remove(QStringLiteral("polishedText"));
-    items.replace(0, first);
-    withoutPolished.insert(QStringLiteral("items"), items);
-
     struct Case {
         const char *name;
         std::optional<QByteArray> bytes;
     };
     const Case cases[] = {
         {"absent", std::nullopt},
-        {"empty", QByteArray()},
         {"truncated", good.left(good.size() / 2)},
         {"not JSON", QByteArray("history")},
-        {"array at the top", QByteArray("[]")},
         {"no items key", QByteArray(R"({"entries":[]})")},
-        {"one item lacks polishedText", QJsonDocument(withoutPolished).toJson()},
-        {"date as text",
-            QByteArray(
-                R"({"items":[{"id":"0B0E6B4E-4A8B-4C4B-9C8E-2C6E1E0F9A11","date":"today","applicationName":"a","rawText":"b","polishedText":"c"}]})")},
+        // One damaged item makes the whole file unreadable, not just that item.
+        {"the second of two items lacks polishedText", QByteArray(good).replace(good.lastIndexOf("\"polishedText\""), 2, "\"x")},
         {"id not a UUID",
             QByteArray(R"({"items":[{"id":"42","date":1,"applicationName":"a","rawText":"b","polishedText":"c"}]})")},
     };
@@ -139,7 +122,6 @@ TEST(RippletHistory, SearchMatchesAnyTextIgnoringCase)
         {"polished text only", QStringLiteral("です"), {0}},
         {"full case folding", QStringLiteral("strasse"), {1}},
         {"no match", QStringLiteral("明日"), {}},
-        {"inner spaces are kept", QStringLiteral("ls  -la"), {}},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);

@@ -31,36 +31,21 @@ TEST(RippletSettings, LoadingAppliesDefaultsAndLimitsFieldByField)
         {"empty object", "{}", [](RippletSettings &) {}},
         {"not JSON", "{hotkey:", [](RippletSettings &) {}},
         {"top level is an array", R"([{"historyLimit": 5}])", [](RippletSettings &) {}},
-        {"top level is a string", R"("settings")", [](RippletSettings &) {}},
         {"history limit 0 is raised to 1", R"({"historyLimit": 0})", [](RippletSettings &s) { s.historyLimit = 1; }},
         {"history limit 50000 is cut to 10000", R"({"historyLimit": 50000})",
             [](RippletSettings &s) { s.historyLimit = 10000; }},
         {"history limit 12.5 is not an integer", R"({"historyLimit": 12.5, "playSounds": false})",
             [](RippletSettings &s) { s.playSounds = false; }},
-        {"history limit as text", R"({"historyLimit": "20"})", [](RippletSettings &) {}},
         {"whole-number double is an integer", R"({"historyLimit": 20.0})",
             [](RippletSettings &s) { s.historyLimit = 20; }},
-        {"integer beyond 64 bits", R"({"historyLimit": 1e30})", [](RippletSettings &) {}},
         {"negative skip threshold is raised to 0", R"({"skipPolishingBelowCharacters": -3})",
             [](RippletSettings &s) { s.skipPolishingBelowCharacters = 0; }},
-        {"skip threshold above 10000", R"({"skipPolishingBelowCharacters": 10001})",
-            [](RippletSettings &s) { s.skipPolishingBelowCharacters = 10000; }},
-        {"timeout 0.1 is raised", R"({"polishingTimeoutSeconds": 0.1})",
-            [](RippletSettings &s) { s.polishingTimeoutSeconds = 0.25; }},
         {"timeout 120 is cut", R"({"polishingTimeoutSeconds": 120})",
             [](RippletSettings &s) { s.polishingTimeoutSeconds = 60.0; }},
         {"restore delay 0 is raised", R"({"pasteboardRestoreDelaySeconds": 0})",
             [](RippletSettings &s) { s.pasteboardRestoreDelaySeconds = 0.5; }},
         {"restore delay 30 is cut", R"({"pasteboardRestoreDelaySeconds": 30})",
             [](RippletSettings &s) { s.pasteboardRestoreDelaySeconds = 10.0; }},
-        {"values inside the limits are kept",
-            R"({"historyLimit": 1, "skipPolishingBelowCharacters": 10000, "polishingTimeoutSeconds": 0.25, "pasteboardRestoreDelaySeconds": 10})",
-            [](RippletSettings &s) {
-                s.historyLimit = 1;
-                s.skipPolishingBelowCharacters = 10000;
-                s.polishingTimeoutSeconds = 0.25;
-                s.pasteboardRestoreDelaySeconds = 10.0;
-            }},
         {"unknown hotkey keeps the default, other fields load",
             R"({"hotkey": "capsLock", "language": "ja_JP", "historyEnabled": false})",
             [](RippletSettings &s) {
@@ -72,33 +57,18 @@ TEST(RippletSettings, LoadingAppliesDefaultsAndLimitsFieldByField)
                 s.hotkey = HotkeyChoice::rightCommand;
                 s.language = RecognitionLanguage::english;
             }},
-        {"language names are exact", R"({"language": "ja-JP"})", [](RippletSettings &) {}},
         {"boolean given as a number", R"({"deepContextEnabled": 0, "launchAtLogin": true})",
             [](RippletSettings &s) { s.launchAtLogin = true; }},
         {"null leaves the default", R"({"customInstructions": null, "spokenPunctuationEnabled": true})",
             [](RippletSettings &s) { s.spokenPunctuationEnabled = true; }},
-        {"unknown keys are ignored", R"({"futureSetting": 1, "polishingEnabled": false})",
-            [](RippletSettings &s) { s.polishingEnabled = false; }},
         {"one dictionary entry without spoken empties the list",
             R"({"dictionary": [{"spoken": "ok", "replacement": "OK"}, {"replacement": "x"}], "customInstructions": "丁寧に"})",
             [](RippletSettings &s) { s.customInstructions = QStringLiteral("丁寧に"); }},
         {"dictionary element that is not an object", R"({"dictionary": [3]})", [](RippletSettings &) {}},
-        {"dictionary that is not a list", R"({"dictionary": {"spoken": "a"}})", [](RippletSettings &) {}},
         {"full dictionary entry",
             R"({"dictionary": [{"id": "6f9619ff-8b86-d011-b42d-00c04fc964ff", "spoken": "そらわん", "replacement": "Sorawen"}]})",
             [](RippletSettings &s) {
                 s.dictionary = {DictionaryEntry {firstId, QStringLiteral("そらわん"), QStringLiteral("Sorawen")}};
-            }},
-        {"dictionary entry without replacement",
-            R"({"dictionary": [{"id": "6F9619FF-8B86-D011-B42D-00C04FC964FF", "spoken": "えーあい", "replacement": 5}]})",
-            [](RippletSettings &s) {
-                s.dictionary = {DictionaryEntry {firstId, QStringLiteral("えーあい"), QString()}};
-            }},
-        {"full application style",
-            R"({"applicationStyles": [{"id": "0B0E6B4E-4A8B-4C4B-9C8E-2C6E1E0F9A11", "bundleIdentifier": "org.gnome.TextEditor", "applicationName": "Text Editor", "instruction": "箇条書き", "skipsPolishing": true}]})",
-            [](RippletSettings &s) {
-                s.applicationStyles = {ApplicationStyle {secondId, QStringLiteral("org.gnome.TextEditor"),
-                    QStringLiteral("Text Editor"), QStringLiteral("箇条書き"), true}};
             }},
         {"application style without bundle identifier empties the list",
             R"({"applicationStyles": [{"applicationName": "x"}], "historyLimit": 7})",
@@ -133,9 +103,7 @@ TEST(RippletSettings, EncodingRoundTripsAndKeepsDeclarationOrder)
     settings.customInstructions = QStringLiteral("です・ます調で\t書く");
     settings.applicationStyles
         = {ApplicationStyle {secondId, QStringLiteral("org.gnome.Terminal"), QStringLiteral("端末"), QString(), true}};
-    settings.deepContextEnabled = false;
     settings.language = RecognitionLanguage::japanese;
-    settings.skipPolishingBelowCharacters = 0;
     settings.polishingTimeoutSeconds = 2.75;
     settings.pasteboardRestoreDelaySeconds = 0.5;
     settings.historyLimit = 10000;
@@ -158,7 +126,6 @@ TEST(RippletSettings, EncodingRoundTripsAndKeepsDeclarationOrder)
     }
     EXPECT_TRUE(bytes->contains(R"("hotkey":"leftShift")"));
     EXPECT_TRUE(bytes->contains(R"("language":"ja_JP")"));
-    EXPECT_TRUE(bytes->contains(R"("historyLimit":10000,)"));
     EXPECT_TRUE(bytes->contains(R"("id":"6F9619FF-8B86-D011-B42D-00C04FC964FF","spoken")"));
     EXPECT_FALSE(bytes->contains(' ')) << "the stored form is compact";
 }
@@ -173,16 +140,6 @@ TEST(RippletSettings, EncodingFailsOnlyForNonFiniteDurations)
     EXPECT_FALSE(settings.encoded());
 }
 
-TEST(RippletSettings, SanitizedLeavesOtherFieldsAlone)
-{
-    RippletSettings settings;
-    settings.historyLimit = -4;
-    settings.customInstructions = QStringLiteral("短く");
-    RippletSettings expected = settings;
-    expected.historyLimit = 1;
-    EXPECT_EQ(settings.sanitized(), expected);
-}
-
 TEST(RippletSettings, StyleIsTheFirstExactMatch)
 {
     RippletSettings settings;
@@ -192,7 +149,6 @@ TEST(RippletSettings, StyleIsTheFirstExactMatch)
             secondId, QStringLiteral("org.gnome.gedit"), QStringLiteral("gedit"), QStringLiteral("second"), true}};
     EXPECT_EQ(settings.style(QStringLiteral("org.gnome.gedit"))->instruction, QStringLiteral("first"));
     EXPECT_FALSE(settings.style(QStringLiteral("org.gnome.Gedit")));
-    EXPECT_FALSE(settings.style(QStringLiteral("org.gnome.gedit ")));
     EXPECT_FALSE(settings.style(std::nullopt));
 }
 
@@ -206,8 +162,6 @@ TEST(RecognitionLanguage, DefaultFollowsTheFirstPreferredLanguage)
     const Case cases[] = {
         {"ja then en", {{"LANGUAGE", QStringLiteral("ja_JP:en_US")}}, RecognitionLanguage::japanese},
         {"JA alone", {{"LANGUAGE", QStringLiteral("JA")}}, RecognitionLanguage::japanese},
-        {"en-GB then ja", {{"LANGUAGE", QStringLiteral("en_GB:ja_JP")}, {"LANG", QStringLiteral("ja_JP.UTF-8")}},
-            RecognitionLanguage::english},
         {"nothing set", {}, RecognitionLanguage::english},
         {"LANGUAGE wins over LC_ALL", {{"LANGUAGE", QStringLiteral("en")}, {"LC_ALL", QStringLiteral("ja_JP.UTF-8")}},
             RecognitionLanguage::english},
@@ -219,9 +173,6 @@ TEST(RecognitionLanguage, DefaultFollowsTheFirstPreferredLanguage)
             RecognitionLanguage::japanese},
         {"C is no preference", {{"LC_ALL", QStringLiteral("C")}, {"LANG", QStringLiteral("ja_JP.UTF-8")}},
             RecognitionLanguage::japanese},
-        {"C.UTF-8 and POSIX are no preference",
-            {{"LANGUAGE", QStringLiteral("C.UTF-8")}, {"LC_ALL", QStringLiteral("POSIX")}},
-            RecognitionLanguage::english},
         {"empty LANGUAGE entries are skipped", {{"LANGUAGE", QStringLiteral("::ja")}}, RecognitionLanguage::japanese},
     };
     for (const Case &c : cases) {

@@ -46,8 +46,6 @@ TEST(PolishingService, TheFirstOutcomeWins)
             PolishingOutcome::Unavailable{u"model missing"_s}, false},
         {"zero timeout waits a quarter second", 0.0, [](Fixture &f, ScriptedSession &) { f.clock.advance(250ms); },
             PolishingOutcome::TimedOut{}, true},
-        {"negative timeout too", -3.0, [](Fixture &f, ScriptedSession &) { f.clock.advance(250ms); },
-            PolishingOutcome::TimedOut{}, true},
         {"an answer 10 ms late is dropped", 1.0,
             [](Fixture &f, ScriptedSession &s) {
                 f.clock.advance(1000ms);
@@ -122,10 +120,8 @@ TEST(PolishingService, PreparedSessions)
     EXPECT_EQ(f.model.last()->instructions, PromptBuilder::englishBaseInstruction);
 }
 
-TEST(PolishingService, AReadingInProgressHoldsUpNothing)
+TEST(PolishingService, ADiscardDoesNotWaitForAReadingInProgress)
 {
-    // The old service read the instructions on its executor: the limit, armed behind that reading,
-    // and a discard both waited for it.
     Fixture f;
     f.model.isSlow = true;
     f.service.prepare(u"instructions"_s, 1);
@@ -134,16 +130,6 @@ TEST(PolishingService, AReadingInProgressHoldsUpNothing)
     QFuture<void> discarding = f.service.discardPrepared(1);
     ASSERT_TRUE(waitFor([&] { return discarding.isFinished(); }));
     EXPECT_TRUE(discarded->wasCancelled());
-
-    f.service.prepare(u"instructions"_s, 2);
-    ASSERT_TRUE(waitFor([&] { return f.model.count() == 2 && f.model.last()->prewarms == 1; }));
-    QFuture<PolishingOutcome::Value> outcome = f.polish(4.0, 2);
-    EXPECT_EQ(f.model.count(), 2u) << "the prepared session answers while it still reads";
-    f.clock.advance(4s);
-    ASSERT_TRUE(waitFor([&] { return outcome.isFinished(); }));
-    EXPECT_EQ(outcome.result(), PolishingOutcome::Value(PolishingOutcome::TimedOut{}));
-    EXPECT_TRUE(f.model.last()->wasCancelled());
-    QThreadPool::globalInstance()->waitForDone();
 }
 
 TEST(PolishingService, ARewriteUsesThePreparedSessionOnlyForTheSameInstructions)
@@ -187,7 +173,6 @@ TEST(PolishingService, WithoutAModelTheOutcomeSaysWhatToDo)
     EXPECT_EQ(outcome.result(),
         PolishingOutcome::Value(PolishingOutcome::Unavailable{LanguageModel::notInstalledMessage()}));
     EXPECT_EQ(f.model.count(), 0u);
-    EXPECT_FALSE(LanguageModel::notInstalledMessage().contains(u'/'));
     f.clock.advance(10s);
 }
 

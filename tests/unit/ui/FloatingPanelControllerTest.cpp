@@ -41,8 +41,6 @@ TEST(FloatingPanelController, FadesAndHidesOnTheClock)
         {"a failure stays 2.5 s", {{0, failedX}}, {{2.49, true, 1}, {2.75, false, 0}}, 1},
         {"a second failure with another message restarts the hide",
             {{0, failedX}, {2, failedY}}, {{4.49, true, 1}, {4.75, false, 0}}, 1},
-        {"the same failure twice is one value and does not restart the hide",
-            {{0, failedX}, {2, failedX}}, {{2.75, false, 0}}, 1},
         {"starting during the success display cancels the hide and does not re-place",
             {{0, done}, {0.5, starting}}, {{5, true, 1}}, 1},
         {"a fade-in within the fade-out keeps the panel on screen",

@@ -3,6 +3,7 @@
 // The coordinator over fakes that the settings and first-run windows are tested with.
 
 #include "CoordinatorFakes.h"
+#include "FakeModelStore.h"
 #include "FakeUpdateFeed.h"
 #include "TestFiles.h"
 #include "WaitFor.h"
@@ -13,47 +14,12 @@
 #include "ui/SettingsModel.h"
 #include "ui/UpdaterModel.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
-
-// Model files that arrive at once: half, then all of it, then the file is in place.
-class InstantModelStore final : public SpeechModelStore
-{
-public:
-    explicit InstantModelStore(QString folder)
-        : folder(std::move(folder))
-    { }
-    std::expected<std::vector<ModelFile>, QString> missingFiles(const std::vector<ModelFile> &files) override
-    {
-        std::vector<ModelFile> missing;
-        for (const ModelFile &file : files)
-            if (!QFile::exists(pathOf(file)))
-                missing.push_back(file);
-        return missing;
-    }
-    std::expected<void, QString> download(const ModelFile &file, const std::function<void(double)> &progress) override
-    {
-        progress(0.5);
-        if (afterHalf)
-            afterHalf();
-        QFile placed(pathOf(file));
-        if (!placed.open(QIODevice::WriteOnly))
-            return std::unexpected(placed.errorString());
-        progress(1);
-        return {};
-    }
-    QString pathOf(const ModelFile &file) const override { return folder + QLatin1Char('/') + file.name; }
-    // Runs on the downloading thread once half a file is in.
-    std::function<void()> afterHalf;
-
-private:
-    QString folder;
-};
 
 inline HistoryItem item(const QString &applicationName, const QString &text, double date)
 {
@@ -67,7 +33,7 @@ struct WindowFixture : CoordinatorFakes {
     UpdaterModel updater {feed, defaults, clock, log, QVersionNumber(1)};
     std::unique_ptr<AppModel> model;
     std::unique_ptr<SettingsModel> settings;
-    InstantModelStore modelStore {folder.path()};
+    FakeModelStore modelStore;
     SpeechAssetManager assets {modelStore};
     ModelsModel models {assets, modelStore, defaults};
 
