@@ -63,7 +63,7 @@ MUTATIONS = [
      "input/PasteService.cpp", "return current.hasFocusedElement() ? Presence::changed : Presence::windowOnly;",
      "return Presence::changed;", "unit_input", "PasteService*"),
     ("the same element with its role unread is another target",
-     "input/PasteService.cpp", "if (current.focusedElementHash == target.focusedElementHash)\n        return Presence::same;\n",
+     "input/PasteService.cpp", "    if (current.focusedElementHash == target.focusedElementHash)\n        return Presence::same;\n",
      "", "unit_input", "PasteService*"),
     # text
     ("a run of two commas is kept",

@@ -200,6 +200,9 @@ QCoro::Task<std::expected<PasteOutcome, PasteError>> paste(QString text, InputTa
             co_return std::unexpected(PasteError::cancelled);
         const QFuture<void> waiting = clock.after(pollInterval, context);
         co_await waiting;
+        // A context gone during the wait took the services with it: nothing more is read.
+        if (!owner)
+            co_return std::unexpected(PasteError::cancelled);
     }
 }
 

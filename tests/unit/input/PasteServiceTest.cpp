@@ -251,6 +251,8 @@ TEST(PasteService, TerminalsAndFieldsThatCannotBeRead)
         Clock::Duration waited;
         bool isTerminal;
         QList<PasteboardItem> clipboardAfter;
+        // What changes between the press and the paste.
+        std::function<void(Fixture &)> afterPress = [](Fixture &) {};
     };
     const auto terminal = [](Fixture &f, const QString &text, qint64 caret) {
         f.tree.focused->role = TerminalPolicy::terminalRole;
@@ -284,6 +286,10 @@ TEST(PasteService, TerminalsAndFieldsThatCannotBeRead)
             PasteOutcome::unchecked, 0ms, true, dictation},
         {"field unanswered at the press: sent to the same window, unchecked",
             [](Fixture &f) { f.tree.unansweredFocusReads = 1; }, PasteOutcome::unchecked, 0ms, false, dictation},
+        {"field not found again before the paste: sent to the same window, unchecked", [](Fixture &) {},
+            PasteOutcome::unchecked, 0ms, false, dictation, [](Fixture &f) { f.tree.unansweredFocusReads = 2; }},
+        {"the field's role unread before the paste: still the field, its text unread", [](Fixture &) {},
+            PasteOutcome::unconfirmed, 1050ms, false, dictation, [](Fixture &f) { f.tree.focused->role.reset(); }},
         {"an editor is no terminal",
             [](Fixture &f) {
                 f.tree.application->bundleIdentifier = u"org.gnome.TextEditor"_s;
@@ -296,6 +302,7 @@ TEST(PasteService, TerminalsAndFieldsThatCannotBeRead)
         Fixture f;
         c.arrange(f);
         const InputTarget expected = f.target();
+        c.afterPress(f);
         const auto result = f.run(u"Hello"_s, expected, 1.0);
         EXPECT_EQ(result.value, c.outcome);
         EXPECT_EQ(result.waited, c.waited);
