@@ -185,11 +185,20 @@ struct AtspiAccessibilityTree::Worker {
         return std::move(shared->result);
     }
 
-    // On the worker thread: the active top-level window of another process.
+    // libatspi dispatches incoming events while it waits for the answer to any call, so onEvent may
+    // replace (and release) the remembered window or element in the middle of a read of it. Every
+    // element is therefore held by a reference of its own before the first call on it, and the
+    // searches below return owned references.
+
+    // On the worker thread: the active top-level window of another process, owned.
     AtspiAccessible *activeWindow()
     {
-        if (lastWindow != nullptr && hasState(lastWindow, ATSPI_STATE_ACTIVE))
-            return lastWindow;
+        if (lastWindow != nullptr) {
+            AtspiAccessible *window = ref(lastWindow);
+            if (hasState(window, ATSPI_STATE_ACTIVE))
+                return window;
+            g_object_unref(window);
+        }
         AtspiAccessible *desktop = atspi_get_desktop(0);
         AtspiAccessible *found = nullptr;
         const int applications = atspi_accessible_get_child_count(desktop, nullptr);
@@ -211,12 +220,12 @@ struct AtspiAccessibilityTree::Worker {
         g_object_unref(desktop);
         if (found != nullptr) {
             g_clear_object(&lastWindow);
-            lastWindow = found;
+            lastWindow = ref(found);
         }
         return found;
     }
 
-    // On the worker thread: the focused element inside `window`, searched breadth-first, bounded.
+    // On the worker thread: the focused element inside `window`, searched breadth-first, bounded; owned.
     AtspiAccessible *focusedDescendant(AtspiAccessible *window) const
     {
         std::vector<AtspiAccessible *> queue{ref(window)};
@@ -238,20 +247,31 @@ struct AtspiAccessibilityTree::Worker {
         return found;
     }
 
-    // On the worker thread: the element that has the focus now, in the active window.
+    // On the worker thread: the element that has the focus now, in `window` (held by the caller); owned.
+    AtspiAccessible *focusedElement(AtspiAccessible *window)
+    {
+        if (lastFocused != nullptr) {
+            AtspiAccessible *focused = ref(lastFocused);
+            if (hasState(focused, ATSPI_STATE_FOCUSED) && processOf(focused) == processOf(window))
+                return focused;
+            g_object_unref(focused);
+        }
+        AtspiAccessible *found = focusedDescendant(window);
+        if (found != nullptr) {
+            g_clear_object(&lastFocused);
+            lastFocused = ref(found);
+        }
+        return found;
+    }
+
+    // On the worker thread: the element that has the focus now, in the active window; owned.
     AtspiAccessible *focusedElement()
     {
         AtspiAccessible *window = activeWindow();
         if (window == nullptr)
             return nullptr;
-        if (lastFocused != nullptr && hasState(lastFocused, ATSPI_STATE_FOCUSED)
-            && processOf(lastFocused) == processOf(window))
-            return lastFocused;
-        AtspiAccessible *found = focusedDescendant(window);
-        if (found != nullptr) {
-            g_clear_object(&lastFocused);
-            lastFocused = found;
-        }
+        AtspiAccessible *found = focusedElement(window);
+        g_object_unref(window);
         return found;
     }
 };
@@ -478,6 +498,7 @@ std::optional<AccessibilityTree::Application> AtspiAccessibilityTree::frontmostA
                   application.localizedName = takeString(atspi_accessible_get_name(app, nullptr));
                   g_object_unref(app);
               }
+              g_object_unref(window);
               return application;
           });
     if (!found || !*found)
@@ -489,10 +510,12 @@ std::optional<AccessibilityTree::Application> AtspiAccessibilityTree::frontmostA
 
 namespace {
 
-// `accessible` when it belongs to process `owner`, as an owned reference.
-AtspiAccessible *refIfOwnedBy(AtspiAccessible *accessible, qint32 owner)
+// The owned `accessible` when it belongs to process `owner`; else it is released.
+AtspiAccessible *keepIfOwnedBy(AtspiAccessible *accessible, qint32 owner)
 {
-    return accessible != nullptr && processOf(accessible) == owner ? ref(accessible) : nullptr;
+    if (accessible != nullptr && processOf(accessible) != owner)
+        g_clear_object(&accessible);
+    return accessible;
 }
 
 // What a job found after its caller gave up.
@@ -508,7 +531,7 @@ std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedWindow(const A
     if (!worker)
         return nullptr;
     return wrap(worker, worker->run<AtspiAccessible *>([worker = worker.get(), owner = application.processIdentifier] {
-        return refIfOwnedBy(worker->activeWindow(), owner);
+        return keepIfOwnedBy(worker->activeWindow(), owner);
     }, release));
 }
 
@@ -517,7 +540,7 @@ std::unique_ptr<AccessibleElement> AtspiAccessibilityTree::focusedElement(const 
     if (!worker)
         return nullptr;
     return wrap(worker, worker->run<AtspiAccessible *>([worker = worker.get(), owner = application.processIdentifier] {
-        return refIfOwnedBy(worker->focusedElement(), owner);
+        return keepIfOwnedBy(worker->focusedElement(), owner);
     }, release));
 }
 
@@ -528,9 +551,9 @@ AccessibilityTree::Focus AtspiAccessibilityTree::focus(const Application &applic
     using Pair = std::pair<AtspiAccessible *, AtspiAccessible *>;
     const std::optional<Pair> found = worker->run<Pair>(
         [worker = worker.get(), owner = application.processIdentifier] {
-            AtspiAccessible *window = refIfOwnedBy(worker->activeWindow(), owner);
+            AtspiAccessible *window = keepIfOwnedBy(worker->activeWindow(), owner);
             // The element is looked for in the window just read, not in one activated since.
-            AtspiAccessible *element = window != nullptr ? refIfOwnedBy(worker->focusedElement(), owner) : nullptr;
+            AtspiAccessible *element = window != nullptr ? keepIfOwnedBy(worker->focusedElement(window), owner) : nullptr;
             return Pair{window, element};
         },
         [](Pair &late) {
