@@ -61,6 +61,15 @@ int main(int argc, char *argv[])
     // there, and keys and the paste go through the device files (see DesktopServices).
     if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "xcb");
+    // Qt's own event loop rather than GLib's: libatspi dispatches its connections on the default
+    // GLib context, which the accessibility thread then iterates alone (see AtspiAccessibilityTree).
+    // For the same reason no GTK in this process: the GTK platform theme would put GTK's sources on
+    // that context, and GNOME desktops get Qt's own GNOME theme instead.
+    qputenv("QT_NO_GLIB", "1");
+    const QByteArray theme = qgetenv("QT_QPA_PLATFORMTHEME");
+    if (theme == "gtk3"
+        || (theme.isEmpty() && qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME", Qt::CaseInsensitive)))
+        qputenv("QT_QPA_PLATFORMTHEME", "gnome");
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Sorawen"));
     QApplication::setApplicationVersion(QStringLiteral(SORAWEN_VERSION));

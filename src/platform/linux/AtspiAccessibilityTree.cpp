@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QHash>
 #include <QLoggingCategory>
+#include <QtGlobal>
 
 #include <condition_variable>
 #include <future>
@@ -52,7 +53,12 @@ qint32 processOf(AtspiAccessible *accessible)
 // The thread that owns every libatspi object, and what it remembers of the focus.
 struct AtspiAccessibilityTree::Worker {
     std::chrono::milliseconds timeout;
-    GMainContext *context = g_main_context_new();
+    // libatspi attaches its connection to each application (not only the registry's) to the
+    // process's default GLib context, whoever iterates it then runs libatspi, which is not
+    // thread-safe. When Qt runs without GLib (the application sets QT_NO_GLIB), this thread takes
+    // the default context and so is the only one; otherwise (test programs) it has its own.
+    GMainContext *context = qEnvironmentVariableIsSet("QT_NO_GLIB") ? g_main_context_ref(g_main_context_default())
+                                                                    : g_main_context_new();
     GMainLoop *loop = g_main_loop_new(context, FALSE);
     std::thread thread;
     // Touched only on the worker thread.
