@@ -53,6 +53,19 @@ void quitOnTerminationSignals(QApplication &application)
     ::sigaction(SIGTERM, &action, nullptr);
 }
 
+std::optional<QByteArray> environmentValue(const char *name)
+{
+    return qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt;
+}
+
+void restoreEnvironment(const char *name, const std::optional<QByteArray> &value)
+{
+    if (value)
+        qputenv(name, *value);
+    else
+        qunsetenv(name);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -65,12 +78,17 @@ int main(int argc, char *argv[])
     // GLib context, which the accessibility thread then iterates alone (see AtspiAccessibilityTree).
     // For the same reason no GTK in this process: the GTK platform theme would put GTK's sources on
     // that context, and GNOME desktops get Qt's own GNOME theme instead.
+    // Both are read while the application is made; the programs it starts get the user's own.
+    const std::optional<QByteArray> noGlib = environmentValue("QT_NO_GLIB");
+    const std::optional<QByteArray> theme = environmentValue("QT_QPA_PLATFORMTHEME");
     qputenv("QT_NO_GLIB", "1");
-    const QByteArray theme = qgetenv("QT_QPA_PLATFORMTHEME");
     if (theme == "gtk3"
-        || (theme.isEmpty() && qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME", Qt::CaseInsensitive)))
+        || (theme.value_or("").isEmpty()
+            && qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME", Qt::CaseInsensitive)))
         qputenv("QT_QPA_PLATFORMTHEME", "gnome");
     QApplication application(argc, argv);
+    restoreEnvironment("QT_NO_GLIB", noGlib);
+    restoreEnvironment("QT_QPA_PLATFORMTHEME", theme);
     QApplication::setApplicationName(QStringLiteral("Sorawen"));
     QApplication::setApplicationVersion(QStringLiteral(SORAWEN_VERSION));
     // The menu entry's name, so that a desktop groups the windows under it, and its icon.

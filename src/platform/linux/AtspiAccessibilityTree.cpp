@@ -4,11 +4,12 @@
 
 #include "platform/linux/DesktopIdentity.h"
 
+#include <QAbstractEventDispatcher>
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QElapsedTimer>
 #include <QHash>
 #include <QLoggingCategory>
-#include <QtGlobal>
 
 #include <condition_variable>
 #include <future>
@@ -54,11 +55,10 @@ qint32 processOf(AtspiAccessible *accessible)
 struct AtspiAccessibilityTree::Worker {
     std::chrono::milliseconds timeout;
     // libatspi attaches its connection to each application (not only the registry's) to the
-    // process's default GLib context, whoever iterates it then runs libatspi, which is not
-    // thread-safe. When Qt runs without GLib (the application sets QT_NO_GLIB), this thread takes
-    // the default context and so is the only one; otherwise (test programs) it has its own.
-    GMainContext *context = qEnvironmentVariableIsSet("QT_NO_GLIB") ? g_main_context_ref(g_main_context_default())
-                                                                    : g_main_context_new();
+    // process's default GLib context; whoever iterates it runs libatspi, which is not thread-safe.
+    // When the main thread's event loop is not GLib's (the application's), this thread takes the
+    // default context and so is the only one; otherwise (test programs) it has its own.
+    GMainContext *context = isDefaultContextFree() ? g_main_context_ref(g_main_context_default()) : g_main_context_new();
     GMainLoop *loop = g_main_loop_new(context, FALSE);
     std::thread thread;
     // Touched only on the worker thread.
@@ -100,6 +100,14 @@ struct AtspiAccessibilityTree::Worker {
         thread.join();
         // libatspi keeps its D-Bus sources on the context for the rest of the process.
         g_main_loop_unref(loop);
+    }
+
+    static bool isDefaultContextFree()
+    {
+        const QCoreApplication *application = QCoreApplication::instance();
+        const QAbstractEventDispatcher *mainLoop
+            = application != nullptr ? QAbstractEventDispatcher::instance(application->thread()) : nullptr;
+        return mainLoop != nullptr && !mainLoop->inherits("QEventDispatcherGlib");
     }
 
     static void onEvent(AtspiEvent *event, void *data)
@@ -191,10 +199,9 @@ struct AtspiAccessibilityTree::Worker {
         return std::move(shared->result);
     }
 
-    // libatspi dispatches incoming events while it waits for the answer to any call, so onEvent may
-    // replace (and release) the remembered window or element in the middle of a read of it. Every
-    // element is therefore held by a reference of its own before the first call on it, and the
-    // searches below return owned references.
+    // The next event may replace (and release) the remembered window or element: every element is
+    // held by a reference of its own while calls are made on it, and the searches below return
+    // owned references.
 
     // On the worker thread: the active top-level window of another process, owned.
     AtspiAccessible *activeWindow()
