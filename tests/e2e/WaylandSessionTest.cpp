@@ -125,7 +125,7 @@ TEST_F(WaylandSession, AnXWaylandWindowGetsThePasteAndTheWaylandClipboardComesBa
     EXPECT_EQ(waylandClipboard(), u"mine"_s);
 }
 
-TEST_F(WaylandSession, ANativeWindowWithoutTheVirtualKeyboardIsLeftAloneWithTheReason)
+TEST_F(WaylandSession, ANativeWindowWithoutTheVirtualKeyboardIsLeftAlone)
 {
     if (virtualKeyboard.isAvailable())
         GTEST_SKIP() << "this machine has /dev/uinput: a native window would get the paste";
@@ -136,7 +136,6 @@ TEST_F(WaylandSession, ANativeWindowWithoutTheVirtualKeyboardIsLeftAloneWithTheR
     ASSERT_TRUE(waitFor([&] { return !xwaylandWindows.active().has_value(); }));
 
     EXPECT_EQ(paste(u"Hello"_s, entry), std::unexpected(PasteError::noKeystroke));
-    EXPECT_TRUE(keystroke.unavailableReason().contains(u"/dev/uinput"_s)) << keystroke.unavailableReason().toStdString();
     EXPECT_EQ(target.text(), QString());
     EXPECT_EQ(waylandClipboard(), u"mine"_s);
 }
