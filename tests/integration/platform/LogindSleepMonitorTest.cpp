@@ -138,39 +138,6 @@ TEST_F(PrivateBus, HoldsADelayInhibitorReleasedAfterTheHandlerAndFollowsLogind)
     EXPECT_FALSE(logind->isReleased(1));
     EXPECT_EQ(handlerCalls, 1);
     EXPECT_TRUE(log.lines().isEmpty()) << log.lines().join(u'\n').toStdString();
-
-    // logind starts again: the monitor takes an inhibitor from the new one and follows its signal.
-    logind.reset();
-    QDBusConnection::disconnectFromBus(u"logind"_s);
-    logind = std::make_unique<FakeLogind>(connect(u"restarted"_s));
-    ASSERT_TRUE(waitFor([&] { return logind->inhibitorCount() == 1; }));
-    logind->prepareForSleep(true);
-    ASSERT_TRUE(waitFor([&] { return handlerCalls == 2; }));
-    EXPECT_TRUE(waitFor([&] { return logind->isReleased(0); }));
-}
-
-TEST_F(PrivateBus, WithoutBusOrLogindWritesOneLineAndNeverCallsTheHandler)
-{
-    struct Case {
-        const char *name;
-        QDBusConnection bus;
-    };
-    const Case cases[] = {
-        {"no bus", QDBusConnection::connectToBus(u"unix:path=/nonexistent/bus"_s, u"nowhere"_s)},
-        {"no logind on the bus", connect(u"alone"_s)},
-    };
-    names << u"nowhere"_s;
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.name);
-        RecordingLog log;
-        LogindSleepMonitor monitor(log, c.bus);
-        int handlerCalls = 0;
-        monitor.setHandler([&] { ++handlerCalls; });
-        EXPECT_TRUE(waitFor([&] { return !log.lines().isEmpty(); }));
-        waitFor([] { return false; }, 100);
-        EXPECT_EQ(log.lines().size(), 1);
-        EXPECT_EQ(handlerCalls, 0);
-    }
 }
 
 } // namespace
