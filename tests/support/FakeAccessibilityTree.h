@@ -19,21 +19,13 @@ public:
         qint64 hash = 1;
     };
 
-    static Element elementWith(std::optional<QString> Element::*field, const QString &text)
-    {
-        Element element;
-        element.*field = text;
-        return element;
-    }
-
     mutable std::mutex mutex;
     std::optional<Application> application
         = Application{4242, QStringLiteral("org.gnome.gedit"), QStringLiteral("gedit")};
-    std::optional<Element> window = elementWith(&Element::title, QStringLiteral("notes.txt — gedit"));
-    std::optional<Element> focused = elementWith(&Element::role, QStringLiteral("text"));
+    std::optional<Element> window = Element {.title = QStringLiteral("notes.txt — gedit")};
+    std::optional<Element> focused = Element {.role = QStringLiteral("text")};
     // The last range asked of stringForRange.
     mutable std::optional<AccessibleElement::Range> askedRange;
-    mutable std::atomic<int> valueReads{0};
     // So many reads of the focused element go unanswered (a stalled call) before it answers again.
     mutable std::atomic<int> unansweredFocusReads{0};
 
@@ -85,7 +77,6 @@ private:
         std::optional<qint64> numberOfCharacters() const override { return element.numberOfCharacters; }
         std::optional<QString> value() const override
         {
-            ++tree.valueReads;
             std::scoped_lock lock(tree.mutex);
             return tree.focused ? tree.focused->value : std::nullopt;
         }

@@ -6,17 +6,12 @@
 class FakeKeySource final : public KeyEventSource
 {
 public:
-    bool refuses = false;
-    int starts = 0;
     int stops = 0;
     int resumes = 0;
     Handler handler;
 
     bool start(Handler given) override
     {
-        ++starts;
-        if (refuses)
-            return false;
         handler = std::move(given);
         return true;
     }

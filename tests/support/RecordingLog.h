@@ -21,15 +21,6 @@ public:
         std::scoped_lock guard(mutex);
         return recorded;
     }
-    QStringList linesOf(const QString &category) const
-    {
-        const QString start = category + QStringLiteral(": ");
-        QStringList found;
-        for (const QString &line : lines())
-            if (line.startsWith(start))
-                found << line;
-        return found;
-    }
 
 private:
     mutable std::mutex mutex;

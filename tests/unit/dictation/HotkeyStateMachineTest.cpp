@@ -1,4 +1,5 @@
 #include "dictation/HotkeyStateMachine.h"
+#include "ObservedHotkey.h"
 
 #include <gtest/gtest.h>
 
@@ -35,14 +36,6 @@ std::vector<HotkeyAction> apply(HotkeyStateMachine &machine, const Step &step)
     return {};
 }
 
-std::string describe(const std::vector<HotkeyAction> &actions)
-{
-    std::string text;
-    for (const HotkeyAction action : actions)
-        text += std::string(toString(action)) + ' ';
-    return text.empty() ? "(none)" : text;
-}
-
 // Each case drives a fresh machine through a gesture; the state it reaches is checked by what the
 // following events return.
 const Case cases[] = {
@@ -52,8 +45,6 @@ const Case cases[] = {
     // Times start at 0 so that the differences at the boundaries are exactly the durations.
     {"hold of exactly the minimum is a hold",
         {{Event::down, 0.0, {A::startRecording}}, {Event::up, 0.15, {A::finishRecording}}}},
-    {"release just under the minimum is a tap",
-        {{Event::down, 0.0, {A::startRecording}}, {Event::up, 0.1499, {A::cancelRecording}}}},
     {"tap then double press locks, next press finishes",
         {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}},
             {Event::down, 10.3, {A::startLockedRecording}}, {Event::up, 10.4, {}},
@@ -77,28 +68,14 @@ const Case cases[] = {
         {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}}, {Event::other, 10.15, {}},
             {Event::down, 10.2, {A::startLockedRecording}}, {Event::other, 10.3, {}}, {Event::up, 10.4, {}},
             {Event::down, 12.0, {A::finishLockedRecording}}}},
-    {"press with another key while waiting abandons the double press",
-        {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}},
-            {Event::downWithOther, 10.2, {}}, {Event::up, 10.3, {}}, {Event::down, 10.35, {A::startRecording}}}},
-    {"releases where nothing is held do nothing",
-        {{Event::up, 9.0, {}}, {Event::down, 10.0, {A::startRecording}}, {Event::down, 10.05, {}},
-            {Event::up, 10.1, {A::cancelRecording}}, {Event::up, 10.2, {}},
-            {Event::down, 10.3, {A::startLockedRecording}}}},
     {"escape during a hold cancels; the release only returns to idle",
         {{Event::down, 10.0, {A::startRecording}}, {Event::escape, 10.5, {A::cancelRecording}},
             {Event::escape, 10.6, {}}, {Event::up, 11.0, {}}, {Event::down, 11.1, {A::startRecording}}}},
-    {"escape while waiting cancels again and swallows the next gesture",
-        {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}},
-            {Event::escape, 10.2, {A::cancelRecording}}, {Event::down, 10.25, {}}, {Event::up, 10.3, {}},
-            {Event::down, 10.35, {A::startRecording}}}},
     {"escape while locked cancels and swallows the next gesture",
         {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}},
             {Event::down, 10.2, {A::startLockedRecording}}, {Event::up, 10.3, {}},
             {Event::escape, 12.0, {A::cancelRecording}}, {Event::down, 13.0, {}}, {Event::up, 13.1, {}},
             {Event::down, 14.0, {A::startRecording}}}},
-    {"reset from waiting forgets the tap",
-        {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}}, {Event::reset, 10.15, {}},
-            {Event::down, 10.2, {A::startRecording}}}},
     {"reset from locked",
         {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}},
             {Event::down, 10.2, {A::startLockedRecording}}, {Event::reset, 11.0, {}},
@@ -115,16 +92,6 @@ TEST(HotkeyStateMachine, Gestures)
             EXPECT_EQ(describe(apply(machine, c.steps[i])), describe(c.steps[i].expected));
         }
     }
-}
-
-TEST(HotkeyStateMachine, UsesItsAdjustableDurations)
-{
-    HotkeyStateMachine machine;
-    machine.minimumHoldDuration = 0.5;
-    machine.doublePressInterval = 1.0;
-    machine.keyChanged(true, false, 0.0);
-    EXPECT_EQ(machine.keyChanged(false, false, 0.4), std::vector {HotkeyAction::cancelRecording});
-    EXPECT_EQ(machine.keyChanged(true, false, 1.4), std::vector {HotkeyAction::startLockedRecording});
 }
 
 } // namespace
