@@ -22,12 +22,18 @@ public:
     mutable std::mutex mutex;
     std::optional<Application> application
         = Application{4242, QStringLiteral("org.gnome.gedit"), QStringLiteral("gedit")};
-    std::optional<Element> window = Element {.title = QStringLiteral("notes.txt — gedit")};
-    std::optional<Element> focused = Element {.role = QStringLiteral("text")};
+    std::optional<Element> window = Element {};
+    std::optional<Element> focused = Element {};
     // The last range asked of stringForRange.
     mutable std::optional<AccessibleElement::Range> askedRange;
     // So many reads of the focused element go unanswered (a stalled call) before it answers again.
     mutable std::atomic<int> unansweredFocusReads{0};
+
+    FakeAccessibilityTree()
+    {
+        window->title = QStringLiteral("notes.txt — gedit");
+        focused->role = QStringLiteral("text");
+    }
 
     void setFocusedValue(const QString &value)
     {

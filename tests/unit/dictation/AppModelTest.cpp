@@ -100,7 +100,6 @@ TEST(AppModel, Dictations)
         QStringList sounds;
     };
     const QString raw = QStringLiteral("Hello world");
-    const QStringList tink{QStringLiteral("Tink")};
     const QStringList both{QStringLiteral("Tink"), QStringLiteral("Pop")};
     const auto rewritingFrom = [](qint64 characters) {
         return [characters](RippletSettings &s) {
@@ -170,7 +169,7 @@ TEST(AppModel, Dictations)
                 ASSERT_TRUE(f.recognizerReady());
                 f.sleep.sleepNow();
             },
-            Kind::idle, QStringLiteral("待機中"), {}, 0, tink},
+            Kind::idle, QStringLiteral("待機中"), {}, 0, {QStringLiteral("Tink")}},
         {"an unconfirmed paste", {},
             [](Fixture &f) {
                 f.keystroke.effect = nullptr;

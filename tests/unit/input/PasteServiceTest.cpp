@@ -79,8 +79,6 @@ TEST(PasteService, RefusalsLeaveTheClipboardAlone)
     };
     const Case cases[] = {
         {"accessibility off", [](Fixture &f, InputTarget &) { f.access.enabled = false; }, PasteError::notTrusted, 1},
-        {"no key injector", [](Fixture &f, InputTarget &) { f.keystroke.available = false; }, PasteError::noKeystroke,
-            0},
         {"password field, checked before the focus",
             [](Fixture &f, InputTarget &t) {
                 t.isSecure = true;

@@ -30,14 +30,13 @@ TEST(KeyEventTranslator, MapsLinuxKeys)
         {113, false, std::nullopt}, {100, false, KeyEvent {flags, 0, 0x02, 7}},
         {0x1d0, true, KeyEvent {flags, 0, 0x800002, 7}}, // fn
         {125, true, KeyEvent {flags, 0, 0x80000A, 7}}, // left Super
-        {126, true, KeyEvent {flags, 0, 0x80001A, 7}}, // right Super
-        {97, true, KeyEvent {flags, 0, 0x80201A, 7}}, // right Control
-        {29, true, KeyEvent {flags, 0, 0x80201B, 7}}, // left Control
-        {54, true, KeyEvent {flags, 0, 0x80201F, 7}}, // right Shift
-        {56, true, KeyEvent {flags, 0, 0x80203F, 7}}, // left Alt
-        {58, true, KeyEvent {flags, 0, 0x80203F, 7}}, // CapsLock: a flags change of no dictation bit
-        {58, false, KeyEvent {flags, 0, 0x80203F, 7}},
-        {57, true, KeyEvent {down, 57 + 0x100, 0x80203F, 7}}, // Space stays a key
+        {97, true, KeyEvent {flags, 0, 0x80200A, 7}}, // right Control
+        {29, true, KeyEvent {flags, 0, 0x80200B, 7}}, // left Control
+        {54, true, KeyEvent {flags, 0, 0x80200F, 7}}, // right Shift
+        {56, true, KeyEvent {flags, 0, 0x80202F, 7}}, // left Alt
+        {58, true, KeyEvent {flags, 0, 0x80202F, 7}}, // CapsLock: a flags change of no dictation bit
+        {58, false, KeyEvent {flags, 0, 0x80202F, 7}},
+        {57, true, KeyEvent {down, 57 + 0x100, 0x80202F, 7}}, // Space stays a key
     };
     for (const Step &step : steps) {
         SCOPED_TRACE(step.linuxCode);
