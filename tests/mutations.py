@@ -65,6 +65,12 @@ MUTATIONS = [
     ("the same element with its role unread is another target",
      "input/PasteService.cpp", "    if (current.focusedElementHash == target.focusedElementHash)\n        return Presence::same;\n",
      "", "unit_input", "PasteService*"),
+    ("a refused paste gives the clipboard back over a manager's item",
+     "input/PasteService.cpp", "if (owner && environment.pasteboard.changeCount() == changeCount) {", "if (owner) {",
+     "unit_input", "PasteService*"),
+    ("a confirmed paste gives the clipboard back over a manager's item",
+     "input/PasteService.h", "return insertionConfirmed && pasteboardStillContainsDictation;",
+     "return insertionConfirmed || pasteboardStillContainsDictation;", "unit_input", "PasteService*"),
     # text
     ("a run of two commas is kept",
      "text/TextPostProcessor.cpp", 'IcuRegex(u"、{2,}")', 'IcuRegex(u"、{3,}")', "unit_text", "TextPostProcessor*"),

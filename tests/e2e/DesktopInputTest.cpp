@@ -22,7 +22,6 @@ TEST(DesktopInput, XInputDropsOnlyThePasteItsOwnInjectorSent)
     InjectedKeys injected;
     XInputKeySource source(injected);
     XTestKeystroke keystroke(injected);
-    ASSERT_TRUE(keystroke.isAvailable());
     std::vector<KeyEvent> events;
     ASSERT_TRUE(source.start([&](const KeyEvent &event) { events.push_back(event); }))
         << source.errorMessage().toStdString();

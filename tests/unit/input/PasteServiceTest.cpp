@@ -231,7 +231,8 @@ TEST(PasteService, Outcomes)
         {"field not found again before the paste: sent to the same window, unchecked", [](Fixture &) {},
             PasteOutcome::unchecked, 0ms, {false}, dictation, 1.0, [](Fixture &f) { f.tree.unansweredFocusReads = 2; }},
         {"the field's role unread before the paste: still the field, its text unread", [](Fixture &) {},
-            PasteOutcome::unconfirmed, 1050ms, {false}, dictation, 1.0, [](Fixture &f) { f.tree.focused->role.reset(); }},
+            PasteOutcome::unconfirmed, 1050ms, {false}, dictation, 1.0,
+            [](Fixture &f) { f.tree.focused->role.reset(); }},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
