@@ -446,6 +446,41 @@
     </message>
 </context>
 <context>
+    <name>RemoteDesktopPortalKeystroke</name>
+    <message>
+        <source>デスクトップのリモート操作ポータルもありません（セッションバスにつながりません）。</source>
+        <translation>Nor is there the desktop&apos;s remote-desktop portal (no session bus).</translation>
+    </message>
+    <message>
+        <source>デスクトップのリモート操作ポータル（xdg-desktop-portal の RemoteDesktop）もありません。</source>
+        <translation>Nor is there the desktop&apos;s remote-desktop portal (RemoteDesktop of xdg-desktop-portal).</translation>
+    </message>
+    <message>
+        <source>デスクトップのリモート操作ポータルはキーボードの操作を扱えません。</source>
+        <translation>The desktop&apos;s remote-desktop portal cannot drive a keyboard.</translation>
+    </message>
+    <message>
+        <source>デスクトップのリモート操作ポータルがセッションを開けませんでした: %1</source>
+        <translation>The desktop&apos;s remote-desktop portal could not open a session: %1</translation>
+    </message>
+    <message>
+        <source>デスクトップのリモート操作が許可されませんでした。Sorawen を起動し直すと、もう一度たずねます。</source>
+        <translation>Remote control of the desktop was not allowed. Start Sorawen again to be asked again.</translation>
+    </message>
+    <message>
+        <source>デスクトップのリモート操作でキーボードが許可されませんでした。Sorawen を起動し直すと、もう一度たずねます。</source>
+        <translation>Remote control of the keyboard was not allowed. Start Sorawen again to be asked again.</translation>
+    </message>
+    <message>
+        <source>デスクトップがリモート操作を終わらせました。Sorawen を起動し直すと、もう一度たずねます。</source>
+        <translation>The desktop ended the remote control. Start Sorawen again to be asked again.</translation>
+    </message>
+    <message>
+        <source>デスクトップのリモート操作の許可を待っています。表示された確認で許可してください。</source>
+        <translation>Waiting for permission to control the desktop: allow it in the dialog the desktop shows.</translation>
+    </message>
+</context>
+<context>
     <name>SettingsModel</name>
     <message>
         <source>%1（検知できません）</source>
@@ -788,7 +823,7 @@
     </message>
     <message>
         <source>貼り付けのキーを送れません。/dev/uinput への書き込みが許可されていません。Sorawen のパッケージの udev 規則を入れてから、ログインし直してください。</source>
-        <translation>The paste keys cannot be sent: writing to /dev/uinput is not permitted. Install the udev rule of Sorawen's package, then log in again.</translation>
+        <translation>The paste keys cannot be sent: writing to /dev/uinput is not permitted. Install the udev rule of Sorawen&apos;s package, then log in again.</translation>
     </message>
 </context>
 <context>

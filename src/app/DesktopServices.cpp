@@ -1,6 +1,8 @@
 #include "app/DesktopServices.h"
 
+#include "core/XdgPaths.h"
 #include "platform/linux/EvdevKeySource.h"
+#include "platform/linux/RemoteDesktopPortalKeystroke.h"
 #include "platform/linux/UinputKeystroke.h"
 #include "platform/linux/WaylandSessionKeystroke.h"
 #include "platform/linux/XInputKeySource.h"
@@ -18,7 +20,15 @@ DesktopServices::DesktopServices()
         virtualKeyboard = std::make_unique<UinputKeystroke>([evdev] { return evdev->heldModifiers(); }, injected);
         xwaylandKeystroke = std::make_unique<XTestKeystroke>(injected);
         xwaylandWindows = std::make_unique<X11ActiveWindow>();
-        keystroke = std::make_unique<WaylandSessionKeystroke>(*virtualKeyboard, *xwaylandKeystroke, *xwaylandWindows);
+        // The desktop asks the user before the portal's keyboard works: asked only when it is needed.
+        if (!virtualKeyboard->isAvailable()) {
+            portalKeystroke = std::make_unique<RemoteDesktopPortalKeystroke>(engines.log,
+                XdgPaths::configHome() + QStringLiteral("/sorawen/remote-desktop-token"),
+                [evdev] { return evdev->heldModifiers(); });
+            portalKeystroke->start();
+        }
+        keystroke = std::make_unique<WaylandSessionKeystroke>(
+            *virtualKeyboard, *xwaylandKeystroke, *xwaylandWindows, portalKeystroke.get());
     } else {
         keys = std::make_unique<XInputKeySource>(injected, &session);
         keystroke = std::make_unique<XTestKeystroke>(injected);

@@ -11,6 +11,7 @@
 #include "platform/linux/LogindSleepMonitor.h"
 #include "platform/linux/PulseAudioEngine.h"
 #include "platform/linux/QtClipboardPasteboard.h"
+#include "platform/linux/RemoteDesktopPortalKeystroke.h"
 #include "platform/linux/SignedUpdateFeed.h"
 #include "platform/linux/WindowManagerTree.h"
 #include "platform/linux/X11ActiveWindow.h"
@@ -22,7 +23,8 @@
 // desktop adapters the session allows. In an X11 session keys come from XInput2 and the paste goes
 // through XTest; in a Wayland session (the application itself runs on XWayland there, where XInput2
 // sees only X clients' keys) keys come from the keyboards' device files and the paste from a
-// virtual keyboard (without one, XWayland's XTest, for X windows only). In an X11 session the window
+// virtual keyboard (without one, the desktop's remote-desktop portal, and XWayland's XTest for X
+// windows). In an X11 session the window
 // manager completes the accessibility tree, so applications without accessibility have a frontmost
 // window. Main thread; built after the QGuiApplication.
 class DesktopServices
@@ -50,8 +52,10 @@ private:
     LogindSession session;
     InjectedKeys injected;
     std::unique_ptr<KeyEventSource> keys;
-    // In a Wayland session: the virtual keyboard, and XWayland's XTEST for X windows without it.
+    // In a Wayland session: the virtual keyboard; without it the portal's, and XWayland's XTEST
+    // for X windows.
     std::unique_ptr<Keystroke> virtualKeyboard;
+    std::unique_ptr<RemoteDesktopPortalKeystroke> portalKeystroke;
     std::unique_ptr<Keystroke> xwaylandKeystroke;
     std::unique_ptr<X11ActiveWindow> xwaylandWindows;
     std::unique_ptr<Keystroke> keystroke;

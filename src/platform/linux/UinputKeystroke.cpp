@@ -4,27 +4,21 @@
 #include "platform/linux/InjectedKeys.h"
 #include "platform/linux/KeyEventTranslator.h"
 #include "platform/linux/KeyboardLayout.h"
+#include "platform/linux/ModifierRelease.h"
 
 #include <QCoreApplication>
 
 #include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <cerrno>
-
-#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/uinput.h>
 #include <sys/ioctl.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
-using namespace std::chrono_literals;
-
 namespace {
-constexpr auto releaseWait = 1000ms;
-constexpr auto releasePoll = 20ms;
 // The keys the virtual keyboard can press: the main block, where every layout keeps its letters.
 constexpr quint16 lastKey = 127;
 } // namespace
@@ -73,14 +67,7 @@ bool UinputKeystroke::write(quint16 type, quint16 code, qint32 value)
 
 bool UinputKeystroke::waitForModifierRelease()
 {
-    if (!heldModifiers)
-        return true;
-    for (auto waited = 0ms; waited < releaseWait; waited += releasePoll) {
-        if (heldModifiers() == 0)
-            return true;
-        std::this_thread::sleep_for(releasePoll);
-    }
-    return heldModifiers() == 0;
+    return !heldModifiers || ModifierRelease::waitFor([this] { return heldModifiers() != 0; });
 }
 
 bool UinputKeystroke::sendPaste(bool forTerminal)

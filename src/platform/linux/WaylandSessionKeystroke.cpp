@@ -3,10 +3,11 @@
 #include "platform/linux/X11ActiveWindow.h"
 
 WaylandSessionKeystroke::WaylandSessionKeystroke(
-    Keystroke &virtualKeyboard, Keystroke &xwayland, const X11ActiveWindow &xwaylandWindows)
+    Keystroke &virtualKeyboard, Keystroke &xwayland, const X11ActiveWindow &xwaylandWindows, Keystroke *portal)
     : virtualKeyboard(virtualKeyboard)
     , xwayland(xwayland)
     , xwaylandWindows(xwaylandWindows)
+    , portal(portal)
 {
 }
 
@@ -14,6 +15,8 @@ Keystroke *WaylandSessionKeystroke::reaching() const
 {
     if (virtualKeyboard.isAvailable())
         return &virtualKeyboard;
+    if (portal != nullptr && portal->isAvailable())
+        return portal;
     if (xwaylandWindows.active() && xwayland.isAvailable())
         return &xwayland;
     return nullptr;
@@ -38,5 +41,8 @@ bool WaylandSessionKeystroke::sendPaste(bool forTerminal)
 
 QString WaylandSessionKeystroke::unavailableReason() const
 {
-    return virtualKeyboard.unavailableReason();
+    const QString reason = virtualKeyboard.unavailableReason();
+    if (portal == nullptr || portal->isAvailable())
+        return reason;
+    return reason + QLatin1Char(' ') + portal->unavailableReason();
 }

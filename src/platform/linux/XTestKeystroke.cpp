@@ -2,6 +2,7 @@
 
 #include "platform/linux/InjectedKeys.h"
 #include "platform/linux/KeyEventTranslator.h"
+#include "platform/linux/ModifierRelease.h"
 
 #include <QCoreApplication>
 
@@ -9,10 +10,8 @@
 #include <xcb/xcb_keysyms.h>
 #include <xcb/xtest.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <memory>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -24,10 +23,6 @@ constexpr xcb_keysym_t letterV = 0x0076;
 constexpr xcb_keycode_t xKeycodeOffset = 8;
 // Shift, Control, Alt, Super (left and right) and AltGr: a held one would change the shortcut.
 constexpr xcb_keysym_t modifiers[] = {0xffe1, 0xffe2, 0xffe3, 0xffe4, 0xffe9, 0xffea, 0xffeb, 0xffec, 0xfe03};
-
-using namespace std::chrono_literals;
-constexpr auto releaseWait = 1000ms;
-constexpr auto releasePoll = 20ms;
 
 } // namespace
 
@@ -87,12 +82,7 @@ bool XTestKeystroke::waitForModifierRelease()
     if (!isAvailable())
         return true;
     std::scoped_lock lock(mutex);
-    for (auto waited = 0ms; waited < releaseWait; waited += releasePoll) {
-        if (!isModifierHeld())
-            return true;
-        std::this_thread::sleep_for(releasePoll);
-    }
-    return !isModifierHeld();
+    return ModifierRelease::waitFor([this] { return isModifierHeld(); });
 }
 
 bool XTestKeystroke::sendPaste(bool forTerminal)
