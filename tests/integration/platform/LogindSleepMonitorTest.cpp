@@ -1,12 +1,11 @@
 #include "platform/linux/LogindSleepMonitor.h"
 
+#include "PrivateBus.h"
 #include "RecordingLog.h"
 #include "WaitFor.h"
 
 #include <QDBusMessage>
 #include <QDBusUnixFileDescriptor>
-#include <QProcess>
-#include <QStandardPaths>
 
 #include <gtest/gtest.h>
 
@@ -72,37 +71,6 @@ public Q_SLOTS:
 private:
     QDBusConnection bus;
     std::vector<int> readEnds;
-};
-
-// A private message bus for one test, stopped with it.
-class PrivateBus : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        if (QStandardPaths::findExecutable(u"dbus-daemon"_s).isEmpty())
-            GTEST_SKIP() << "dbus-daemon is not installed";
-        daemon.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
-        ASSERT_TRUE(daemon.waitForReadyRead(5000)) << daemon.readAllStandardError().toStdString();
-        address = QString::fromUtf8(daemon.readLine().trimmed());
-    }
-    void TearDown() override
-    {
-        for (const QString &name : names)
-            QDBusConnection::disconnectFromBus(name);
-        daemon.kill();
-        daemon.waitForFinished();
-    }
-
-    QDBusConnection connect(const QString &name)
-    {
-        names << name;
-        return QDBusConnection::connectToBus(address, name);
-    }
-
-    QProcess daemon;
-    QString address;
-    QStringList names;
 };
 
 TEST_F(PrivateBus, HoldsADelayInhibitorReleasedAfterTheHandlerAndFollowsLogind)
