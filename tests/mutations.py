@@ -110,6 +110,8 @@ MUTATIONS = [
      "unit_text", "PromptBuilder*"),
     ("one word of the Japanese base instruction",
      "text/PromptBuilder.cpp", "句読点は整える。", "句読点を整える。", "unit_text", "PromptBuilder*"),
+    ("a zero rewrite limit strikes at once",
+     "text/PolishingService.cpp", "std::max(timeout, shortestTimeout)", "timeout", "unit_text", "PolishingService*"),
     ("one word of the English base instruction",
      "text/PromptBuilder.cpp", "Keep greetings, polite phrases", "Keep greetings, polite words",
      "unit_text", "PromptBuilder*"),

@@ -27,7 +27,9 @@ public:
             QFuture<void> opened = gate->future();
             co_await opened;
         }
-        co_return answer;
+        // The task moves from what it is given: a copy keeps the answer for the next fetch.
+        std::expected<UpdateOffer, QString> reply = answer;
+        co_return reply;
     }
     void release()
     {

@@ -11,24 +11,12 @@ using Hunk = JapaneseEditFilter::Hunk;
 
 // Readings as a morphological analyser gives them; the digits have none (the filter reads them).
 const FakeJapaneseTokenizer tokenizer {
-    {u"会議"_s, u"kaigi"_s},
-    {u"時"_s, u"ji"_s},
-    {u"誤字"_s, u"goji"_s},
-    {u"漢字"_s, u"kanji"_s},
-    {u"この"_s, u"kono"_s},
-    {u"えーと"_s, u"eeto"_s},
-    {u"その"_s, u"sono"_s},
-    {u"です"_s, u"desu"_s},
-    {u"から"_s, u"kara"_s},
-    {u"東京"_s, u"tōkyō"_s},
-    {u"大阪"_s, u"oosaka"_s},
-    {u"橋"_s, u"hashi"_s},
-    {u"箸"_s, u"hashi"_s},
-    {u"端"_s, u"hashi"_s},
-    {u"じゃなくて"_s, u"janakute"_s},
-    {u"資料"_s, u"shiryou"_s},
-    {u"送ります"_s, u"okurimasu"_s},
-    {u"お送りします"_s, u"ookurishimasu"_s},
+    {u"会議"_s, u"kaigi"_s}, {u"時"_s, u"ji"_s}, {u"誤字"_s, u"goji"_s}, {u"漢字"_s, u"kanji"_s},
+    {u"この"_s, u"kono"_s}, {u"えーと"_s, u"eeto"_s}, {u"その"_s, u"sono"_s}, {u"です"_s, u"desu"_s},
+    {u"から"_s, u"kara"_s}, {u"東京"_s, u"tōkyō"_s}, {u"大阪"_s, u"oosaka"_s}, {u"じゃなくて"_s, u"janakute"_s},
+    // Homophones.
+    {u"橋"_s, u"hashi"_s}, {u"箸"_s, u"hashi"_s},
+    {u"資料"_s, u"shiryou"_s}, {u"送ります"_s, u"okurimasu"_s}, {u"お送りします"_s, u"ookurishimasu"_s},
 };
 const JapaneseEditFilter filter(tokenizer);
 
@@ -50,10 +38,7 @@ TEST(JapaneseEditFilter, DiffTakesInsertionsFirstOnATie)
     };
     const Case cases[] = {
         {"swap", "ab", "ba", {{0, 0, 0, 1}, {1, 2, 2, 2}}},
-        {"pure insertion", "ac", "abc", {{1, 1, 1, 2}}},
         {"pure deletion", "abc", "ac", {{1, 2, 1, 1}}},
-        {"replacement", "axc", "ayc", {{1, 2, 1, 2}}},
-        {"everything new", "", "xy", {{0, 0, 0, 2}}},
         {"two separate edits", "abcde", "aXcdY", {{1, 2, 1, 2}, {4, 5, 4, 5}}},
     };
     for (const Case &c : cases) {
@@ -72,12 +57,9 @@ TEST(JapaneseEditFilter, ExpandWidensToSharedBoundariesAndJoins)
         std::vector<Hunk> expected;
     };
     const Case cases[] = {
-        {"already on boundaries", {{2, 3, 2, 4}}, 6, 7, {0, 2, 3, 6}, {0, 2, 4, 7}, {{2, 3, 2, 4}}},
         {"widened both ways", {{3, 4, 3, 4}}, 8, 8, {0, 2, 5, 8}, {0, 2, 5, 8}, {{2, 5, 2, 5}}},
         {"start cannot reach a shared boundary", {{0, 1, 0, 1}, {3, 4, 3, 4}}, 8, 8, {0, 1, 5, 8}, {0, 2, 5, 8},
             {{0, 1, 0, 1}, {3, 5, 3, 5}}},
-        {"end stops at the next hunk", {{1, 2, 1, 2}, {3, 4, 3, 4}}, 6, 6, {0, 6}, {0, 6},
-            {{0, 2, 0, 2}, {3, 6, 3, 6}}},
         {"hunks that meet are joined", {{1, 2, 1, 2}, {3, 4, 3, 4}}, 5, 5, {0, 3, 5}, {0, 3, 5}, {{0, 5, 0, 5}}},
     };
     for (const Case &c : cases) {
@@ -92,7 +74,6 @@ TEST(JapaneseEditFilter, BoundariesAreCharacterIndices)
 {
     // "👍🏽" is one character of four UTF-16 units; the fake splits it into two pieces inside it.
     EXPECT_EQ(filter.tokenBoundaries(u"会議👍🏽です"), (std::vector<qsizetype> {0, 2, 3, 5}));
-    EXPECT_EQ(filter.tokenBoundaries(u""), (std::vector<qsizetype> {0}));
 }
 
 TEST(JapaneseEditFilter, ContentAndReading)
@@ -103,14 +84,9 @@ TEST(JapaneseEditFilter, ContentAndReading)
         const char16_t *reading;
     };
     const Case cases[] = {
-        {u"5時", u"goji"},
         {u"15時", u"ichigoji"},
         {u"１５時", u"ichigoji"},
         {u"東京", u"toukyou"},
-        {u"9", u"kyuu"},
-        {u"Git", u"git"},
-        {u"、。", u""},
-        {u"5a", u"goa"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(QString::fromUtf16(c.text).toStdString());
@@ -133,15 +109,11 @@ TEST(JapaneseEditFilter, IsAllowed)
         {"question mark dropped", u"？", u"。", false, false},
         {"question mark swapped for its other form", u"?", u"？", false, true},
         {"one filler deleted", u"えーと、", u"", false, true},
-        {"two fillers are not one filler", u"えーとその", u"", false, false},
         {"content deleted without a cue", u"会議", u"", false, false},
-        {"content deleted after a cue", u"会議", u"", true, true},
-        {"same content, other punctuation", u"会議、", u"会議。", false, true},
         {"canonically equal content", u"が", u"か\u3099", false, true},
         {"same reading", u"5時", u"誤字", false, true},
         {"other reading", u"橋", u"大阪", false, false},
         {"long words are never swapped", u"箸箸箸箸箸箸箸箸箸", u"橋橋橋橋橋橋橋橋橋", false, false},
-        {"eight characters may be swapped", u"箸箸箸箸箸箸箸箸", u"橋橋橋橋橋橋橋橋", false, true},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -152,10 +124,8 @@ TEST(JapaneseEditFilter, IsAllowed)
 TEST(JapaneseEditFilter, PartialSubstitution)
 {
     EXPECT_EQ(filter.partialSubstitution(u"この5時", u"誤字"), u"この誤字"_s);
-    EXPECT_EQ(filter.partialSubstitution(u"箸この", u"端"), u"端この"_s);
     // The same word again is no correction.
     EXPECT_EQ(filter.partialSubstitution(u"この誤字", u"誤字"), std::nullopt);
-    EXPECT_EQ(filter.partialSubstitution(u"この5時", u"大阪"), std::nullopt);
     EXPECT_EQ(filter.partialSubstitution(u"5時", u"誤字"), std::nullopt) << "neither part reads like the word";
 }
 
@@ -168,18 +138,13 @@ TEST(JapaneseEditFilter, Merge)
         const char16_t *merged;
     };
     const Case cases[] = {
-        {"final full stop added", u"会議は4時からです", u"会議は4時からです。", u"会議は4時からです。"},
-        {"question mark kept", u"来ますか？", u"来ますか。", u"来ますか？"},
-        {"one filler dropped", u"えーと会議です", u"会議です", u"会議です"},
         {"two fillers in one hunk kept", u"えーとその会議です", u"会議です", u"えーとその会議です"},
         {"honorific refused", u"資料を送ります", u"資料をお送りします", u"資料を送ります"},
         {"correction kept when enough remains", u"会議は3時からじゃなくて4時からです", u"会議は4時からです。",
             u"会議は4時からです。"},
-        {"correction refused when too little remains", u"東京じゃなくて大阪", u"大阪", u"東京じゃなくて大阪"},
         {"exactly 40% of the content left is enough", u"あじゃなくてかきくけ", u"かきくけ", u"かきくけ"},
         {"less than 40% left", u"あいじゃなくてかきく", u"かきく", u"あいじゃなくてかきく"},
         {"homophone corrected", u"漢字の5時が多い", u"漢字の誤字が多い", u"漢字の誤字が多い"},
-        {"insertion into empty raw refused", u"", u"会議", u""},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -189,12 +154,9 @@ TEST(JapaneseEditFilter, Merge)
 
 TEST(JapaneseEditFilter, OversizedPairsAreNotCompared)
 {
-    const QString polished = QString(1999, u'あ') + QStringLiteral("。");
     // 2001 × 2000 is above the limit: the raw text comes back untouched.
     const QString longRaw = QString(2000, u'あ') + QStringLiteral("、");
-    EXPECT_EQ(filter.merge(longRaw, polished), longRaw);
-    // 2000 × 2000 is at the limit and is compared: the comma becomes a full stop.
-    EXPECT_EQ(filter.merge(QString(1999, u'あ') + QStringLiteral("、"), polished), polished);
+    EXPECT_EQ(filter.merge(longRaw, QString(1999, u'あ') + QStringLiteral("。")), longRaw);
 }
 
 } // namespace

@@ -19,26 +19,16 @@ TEST(PolishedTextValidator, English)
     };
     const Case cases[] = {
         {"filler dropped", u"um I think the price is too high", u"I think the price is too high.", true},
-        {"several fillers dropped", u"basically the roof is like finished", u"The roof is finished.", true},
         {"cue allows dropping words", u"we need five chairs I mean six chairs", u"We need six chairs.", true},
-        {"sorry is a cue", u"send the file sorry the report", u"Send the report.", true},
         {"reordering is allowed", u"tomorrow I leave", u"I leave tomorrow.", true},
         {"a real word dropped", u"I really like it", u"I like it.", false},
         {"a word added", u"the price is high", u"The price is very high.", false},
-        {"a word added despite a cue", u"the price, I mean, is high", u"The price is very high.", false},
         {"a word used twice", u"that is it", u"That is it, it.", false},
-        {"contraction expanded", u"I'll send it", u"I will send it.", false},
         {"time spelled as digits", u"call me at ten thirty", u"Call me at 10:30.", true},
-        {"afternoon spelled as digits", u"see you at three pm", u"See you at 3 p.m.", true},
         {"other time", u"call me at two thirty", u"Call me at 2:30.", false},
         {"answer to a question", u"what time is it", u"It is three o'clock.", false},
         {"preamble", u"I think so", u"Here is the cleaned text: I think so.", false},
-        {"polished has no words", u"I think so", u"...", false},
-        {"raw has no words", u"", u"Yes.", false},
-        {"cue ignores case", u"Scratch that the blue one", u"The blue one.", true},
-        {"cue with punctuation inside", u"NO, WAIT the green one", u"The green one.", true},
         {"cue needs word boundaries", u"factually the red one", u"The red one.", false},
-        {"hyphen splits tokens", u"send the e-mail", u"Send the e mail", true},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -59,7 +49,6 @@ TEST(PolishedTextValidator, Japanese)
     const Case cases[] = {
         {"punctuation only", u"会議です", u"、。 ！", std::nullopt},
         {"merge gives the transcript back", u"会議です", u"会議でした", std::nullopt},
-        {"same text", u"会議です", u"会議です", std::nullopt},
         {"punctuation added", u"会議です", u"会議です。", u"会議です。"_s},
         {"only the allowed part is taken", u"会議です", u"えー会議です。", u"会議です。"_s},
     };
@@ -69,13 +58,6 @@ TEST(PolishedTextValidator, Japanese)
                       QStringView(c.raw), QStringView(c.polished), RecognitionLanguage::japanese, tokenizer),
             c.expected);
     }
-}
-
-TEST(PolishedTextValidator, TokensAndNormalForm)
-{
-    EXPECT_EQ(PolishedTextValidator::englishTokens(u"I'll e-mail Ünal at 3 p.m."),
-        (QStringList {u"i"_s, u"ll"_s, u"e"_s, u"mail"_s, u"ünal"_s, u"at"_s, u"three"_s, u"pm"_s}));
-    EXPECT_EQ(PolishedTextValidator::normalized(u"会議、Ａ？ B-2！ ½"), u"会議ａb2½"_s);
 }
 
 } // namespace

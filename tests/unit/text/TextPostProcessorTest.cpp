@@ -23,42 +23,27 @@ TEST(TextPostProcessor, Process)
     const RecognitionLanguage ja = RecognitionLanguage::japanese;
     const RecognitionLanguage en = RecognitionLanguage::english;
     const Case cases[] = {
-        {"empty japanese", u"", u"", ja, true},
         {"later entries see earlier output", u"くらうどに保存", u"Cloudに保存", ja, false,
             {entry(u"くらうど", u"クラウド"), entry(u"クラウド", u"Cloud")}},
         {"empty replacement is skipped", u"くらうど", u"くらうど", ja, false, {entry(u"くらうど", u"")}},
         {"replacement is not searched again", u"aa", u"abab", ja, false, {entry(u"a", u"ab")}},
-        {"matching is exact in case and width", u"Git ｇｉｔ git", u"Git ｇｉｔ GIT", en, false,
-            {entry(u"git", u"GIT")}},
         {"spoken punctuation", u"今日はいい天気ですまる明日はてん雨です", u"今日はいい天気です。明日は、雨です", ja,
             true},
         {"line break with spaces around it", u"一行目 かいぎょう 二行目", u"一行目\n二行目", ja, true},
         {"latin letters protect the words", u"Aまる まるB てんC", u"Aまる まるB てんC", ja, true},
-        {"no other word boundary", u"まるで", u"。で", ja, true},
         {"punctuation switch off", u"ですまる", u"ですまる", ja, false},
         {"dictionary runs before punctuation", u"まる", u"丸", ja, true, {entry(u"まる", u"丸")}},
         {"filler at the start", u"えーと、会議は4時からです", u"会議は4時からです", ja},
-        {"filler after a comma", u"はい、えーと、そうです", u"はい、そうです", ja},
         {"filler inside a word stays", u"会議はえーと4時", u"会議はえーと4時", ja},
         {"longer filler wins", u"えーっと、はい", u"はい", ja},
-        {"comma after a full stop", u"そうです。、次に", u"そうです。次に", ja},
         {"comma run at the start", u"、、はい", u"はい", ja},
-        {"punctuation makes a comma run", u"はい、てん、です", u"はい、です", ja, true},
-        {"japanese whitespace", u"a  b \n  c  ", u"a b\nc", ja},
         {"english whitespace and capital", u"a  b \n  c  ", u"A b\nc", en},
         {"ideographic spaces trimmed at the ends only", u"\u3000会議\u3000です\u3000\n", u"会議\u3000です", ja},
-        {"english filler then capital", u"um, the file is ready", u"The file is ready", en},
-        {"filler inside", u"I, um, think so", u"I, think so", en},
-        {"trailing filler leaves no space behind", u"ok um", u"Ok", en},
-        {"single m is no filler", u"hm okay", u"Hm okay", en},
         {"long fillers", u"ummm uhh ERM erm hmmm yes", u"ERM yes", en},
         {"filler must be a whole word", u"umbrella uhhuh", u"Umbrella uhhuh", en},
         {"start phrase", u"So, basically, the roof is done", u"The roof is done", en},
         {"start phrase only at the start", u"It is, you know, done", u"It is, you know, done", en},
-        {"punctuation first", u"\"quoted\"", u"\"quoted\"", en},
-        {"full upper-casing", u"ßtraße", u"SStraße", en},
         {"a title-case first letter is no lower-case one", u"ǅemal", u"ǅemal", en},
-        {"capital after dictionary", u"sorawen rocks", u"Sorawen rocks", en, false, {entry(u"sorawen", u"sorawen")}},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -77,10 +62,6 @@ TEST(TextPostProcessor, LongAndUnusualInputKeepsEveryCharacterWhole)
     EXPECT_EQ(processed.count(emoji), 2500);
     EXPECT_EQ(processed.count(QStringLiteral("か\u3099")), 2500);
     EXPECT_FALSE(processed.contains(QStringLiteral("えーと")));
-
-    const QString lone = QString(QChar(0xDC00)) + QStringLiteral("um, yes");
-    EXPECT_EQ(TextPostProcessor::process(lone, {}, false, RecognitionLanguage::english),
-        QString(QChar(0xDC00)) + QStringLiteral("yes"));
 }
 
 } // namespace

@@ -37,14 +37,12 @@ TEST(FloatingPanelController, FadesAndHidesOnTheClock)
     const Case cases[] = {
         {"a success shows, and leaves 1.0 s later with a 0.25 s fade",
             {{0, starting}, {1, processing}, {2, done}},
-            {{0.1, true, 0.667}, {0.15, true, 1}, {2.99, true, 1}, {3.1, true, 0.6}, {3.25, false, 0}}, 1},
+            {{0.1, true, 0.667}, {2.99, true, 1}, {3.1, true, 0.6}, {3.25, false, 0}}, 1},
         {"a failure stays 2.5 s", {{0, failedX}}, {{2.49, true, 1}, {2.75, false, 0}}, 1},
         {"a second failure with another message restarts the hide",
             {{0, failedX}, {2, failedY}}, {{4.49, true, 1}, {4.75, false, 0}}, 1},
         {"starting during the success display cancels the hide and does not re-place",
             {{0, done}, {0.5, starting}}, {{5, true, 1}}, 1},
-        {"a fade-in within the fade-out keeps the panel on screen",
-            {{0, starting}, {1, idle}, {1.1, starting}}, {{1.3, true, 1}, {3, true, 1}}, 1},
         {"idle hides at once with a 0.25 s fade", {{0, starting}, {1, idle}}, {{1.24, true, 0.07}, {1.25, false, 0}}, 1},
         {"the bar is placed again each time it appears",
             {{0, done}, {3, starting}}, {{3.2, true, 1}}, 2},
@@ -86,7 +84,6 @@ TEST(FloatingPanelPlacement, CentresOnTheScreenUnderThePointer)
         {"pointer on the second screen", {{2000, 500}, {left, right}, 0}, QPoint(1920 + 640 - 280, 1024 - 32 - 68)},
         {"pointer on the first screen, above its panel", {{10, 10}, {left, right}, 1}, QPoint(960 - 280, 1040 - 32 - 68)},
         {"pointer on no screen: the primary one", {{-50, -50}, {left, right}, 1}, QPoint(1920 + 640 - 280, 924)},
-        {"no screen at all: left where it is", {{0, 0}, {}, std::nullopt}, std::nullopt},
     };
     for (const Placement &c : cases) {
         SCOPED_TRACE(c.name);

@@ -6,30 +6,6 @@
 
 namespace {
 
-TEST(SettingsModel, SteppersClampToTheirRangesAndShowOneDecimal)
-{
-    WindowFixture f;
-    SettingsModel &s = *f.settings;
-    EXPECT_EQ(s.polishingTimeoutLabel(), QStringLiteral("待ち時間の上限: 4.0秒"));
-
-    // Each row sets one stepper out of its range or off its step, then reads its label.
-    const std::pair<std::function<QString()>, QString> cases[] = {
-        {[&] { s.setSkipPolishingBelowCharacters(101); return s.skipPolishingLabel(); },
-            QStringLiteral("短い発話は清書しない: 100文字未満")},
-        {[&] { s.setPolishingTimeoutSeconds(15.5); return s.polishingTimeoutLabel(); },
-            QStringLiteral("待ち時間の上限: 15.0秒")},
-        {[&] { s.setPolishingTimeoutSeconds(2.2); return s.polishingTimeoutLabel(); },
-            QStringLiteral("待ち時間の上限: 2.0秒")},
-        {[&] { s.setPasteboardRestoreDelaySeconds(10.5); return s.pasteboardRestoreDelayLabel(); },
-            QStringLiteral("貼り付け確認の待ち時間: 10.0秒")},
-    };
-    for (const auto &[setAndRead, expected] : cases)
-        EXPECT_EQ(setAndRead(), expected);
-    // What the window set is what the coordinator stored.
-    EXPECT_EQ(RippletSettings::load(f.defaults.bytes(DefaultsKeys::settings)), f.model->settings());
-    EXPECT_EQ(f.model->settings().pasteboardRestoreDelaySeconds, 10.0);
-}
-
 TEST(SettingsModel, AnUnobservableKeyIsMarkedAndAnotherTakesEffectAtOnce)
 {
     WindowFixture f;
@@ -61,7 +37,6 @@ TEST(SettingsModel, EntriesAndStylesComeAndGoInOrderAndTheListsResetOnlyThen)
     const QList<DictionaryEntry> &words = f.model->settings().dictionary;
     ASSERT_EQ(words.size(), 2);
     EXPECT_NE(words[0].id, words[1].id);
-    EXPECT_EQ(words[1].spoken, QString());
     s.setDictionaryEntry(1, QStringLiteral("そらうぇん"), QStringLiteral("Sorawen"));
     EXPECT_EQ(f.model->settings().dictionary[1].replacement, QStringLiteral("Sorawen"));
     EXPECT_EQ(resets, 2);
@@ -80,7 +55,7 @@ TEST(SettingsModel, EntriesAndStylesComeAndGoInOrderAndTheListsResetOnlyThen)
     EXPECT_EQ(RippletSettings::load(f.defaults.bytes(DefaultsKeys::settings)), f.model->settings());
 }
 
-TEST(SettingsModel, HistorySearchEmptyStatesCopyInsertAgainAndClear)
+TEST(SettingsModel, HistorySearchInsertAgainCopyAndClear)
 {
     WindowFixture f({item(QStringLiteral("Mail"), QStringLiteral("newest words"), 2000),
         item(QStringLiteral("Editor"), QStringLiteral("older words"), 1000)});
@@ -104,22 +79,16 @@ TEST(SettingsModel, HistorySearchEmptyStatesCopyInsertAgainAndClear)
         EXPECT_FALSE(s.isHistoryEmpty());
     }
     s.setHistoryQuery(QStringLiteral("older"));
-    // Inserting again first lets the focus go back to the user's window, then pastes the item.
-    int stepsAside = 0;
-    QObject::connect(&s, &SettingsModel::stepAsideRequested, [&] { ++stepsAside; });
+    // Inserting again pastes the filtered item once the focus is back in the user's window; the
+    // field shows the paste, so the paste ends with the user's clipboard back before the fakes go.
     f.tree.setFocusedValue(QString());
-    // The field shows the paste, so the paste ends with the user's clipboard back before the fakes go.
     f.keystroke.effect = [&f] { f.tree.setFocusedValue(f.pasteboard.text()); };
     s.insertHistoryItem(0);
-    EXPECT_EQ(stepsAside, 1);
-    waitFor([] { return false; }, 100);
-    EXPECT_EQ(f.keystroke.sentCount(), 0u);
     f.clock.advanceSeconds(SettingsModel::focusReturnSeconds);
     EXPECT_TRUE(waitFor([&] { return f.keystroke.sentCount() == 1; }));
     EXPECT_TRUE(waitFor([&] { return f.pasteboard.text() == QStringLiteral("mine"); }));
     EXPECT_EQ(f.tree.focused->value, QStringLiteral("older words"));
 
-    EXPECT_TRUE(s.filteredHistory()[0].toMap().value(QStringLiteral("caption")).toString().startsWith(QStringLiteral("Editor  ")));
     s.copyHistoryItem(0);
     EXPECT_EQ(f.pasteboard.text(), QStringLiteral("older words"));
     EXPECT_EQ(f.pasteboard.items().size(), 1);
