@@ -1,5 +1,4 @@
 #include "engines/LlamaLanguageModel.h"
-#include "TestFiles.h"
 #include "TinyLanguageModel.h"
 #include "WaitFor.h"
 #include "core/SystemClock.h"
@@ -38,9 +37,6 @@ private:
             path("slower.gguf"), Answer::neverEnds, {.embedding = 256, .layers = 4, .feedForward = 512});
         TinyLanguageModel::write(
             path("slowest.gguf"), Answer::neverEnds, {.embedding = 512, .layers = 6, .feedForward = 1024});
-        writeFile(path("notes.gguf"), "these are notes, not a model\n");
-        const QByteArray whole = contentsOf(path("ends.gguf"));
-        writeFile(path("truncated.gguf"), whole.left(whole.size() / 2));
     }
     QTemporaryDir folder;
 };
@@ -120,16 +116,6 @@ TEST(LlamaLanguageModel, CancelStopsARunningAnswerAndEveryLaterOne)
     const std::expected<QString, QString> result = answer.get();
     EXPECT_FALSE(result);
     EXPECT_FALSE(session->respond(QStringLiteral("again")));
-}
-
-TEST(LlamaLanguageModel, BadModelFilesGiveNoAnswer)
-{
-    for (const char *file : {"missing.gguf", "notes.gguf", "truncated.gguf"}) {
-        SCOPED_TRACE(file);
-        LlamaLanguageModel model = modelAt(Models::get().path(file));
-        EXPECT_FALSE(model.makeSession(baseInstructions())->respond(QStringLiteral("hello")));
-        EXPECT_FALSE(model.makeSession(baseInstructions())->prewarm());
-    }
 }
 
 TEST(LlamaLanguageModel, TextReadOrQuotedNeverBecomesTurnMarks)

@@ -78,18 +78,6 @@ TEST(HttpModelStore, AnInterruptedDownloadResumes)
     EXPECT_EQ(contentsOf(f.store.pathOf(file)), f.body);
 }
 
-TEST(HttpModelStore, AWholePartLeftBehindIsVerifiedAndPlaced)
-{
-    Fixture f;
-    const ModelFile file = fileFor(f.body);
-    const QString part = f.store.pathOf(file) + QStringLiteral(".part");
-    ASSERT_TRUE(writeFile(part, f.body));
-    ASSERT_TRUE(f.download(file, "/file"));
-    EXPECT_TRUE(f.server.requests.isEmpty());
-    EXPECT_EQ(contentsOf(f.store.pathOf(file)), f.body);
-    EXPECT_FALSE(QFile::exists(part));
-}
-
 TEST(HttpModelStore, FailuresNeverLeaveAFileInPlace)
 {
     for (const char *path : {"/corrupt", "/error"}) {

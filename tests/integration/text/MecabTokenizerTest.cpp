@@ -77,11 +77,4 @@ TEST_F(MecabTokenizerTest, OneModelServesManyThreads)
     EXPECT_EQ(mismatches.load(), 0);
 }
 
-TEST(MecabTokenizer, MissingDictionaryIsReportedAndTextStaysWhole)
-{
-    const MecabTokenizer missing(u"/nonexistent/dictionary"_s);
-    EXPECT_FALSE(missing.isAvailable());
-    EXPECT_EQ(missing.tokenize(u"会議です"), (std::vector<JapaneseToken>{{0, 4, std::nullopt}}));
-}
-
 } // namespace
