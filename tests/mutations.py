@@ -155,6 +155,9 @@ MUTATIONS = [
      "speech/SpeechService.cpp", "if (onLevel && !isSilenced)", "if (onLevel)", "unit_speech", "SpeechService*"),
     ("the level's gain",
      "speech/SpeechService.cpp", "* 8.0, 1.0)", "* 4.0, 1.0)", "unit_speech", "SpeechService*"),
+    ("a microphone that is never heard is left open",
+     "speech/SpeechService.cpp", "    if (!isHeard) {\n        stopInput();\n", "    if (!isHeard) {\n",
+     "unit_speech", "SpeechService*"),
     # ui
     ("the bar ignores the screen under the pointer",
      "ui/FloatingPanelPlacement.cpp", "if (screen.frame.contains(layout.pointer)) {", "if (false) {",

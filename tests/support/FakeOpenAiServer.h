@@ -17,11 +17,7 @@ class FakeOpenAiServer
 {
 public:
     struct Request {
-        QByteArray method;
-        QByteArray path;
         QMap<QByteArray, QByteArray> fields;
-        // The filename given with each field that has one.
-        QMap<QByteArray, QByteArray> fileNames;
         QJsonObject json;
     };
 
@@ -33,7 +29,7 @@ public:
 private:
     static Request formOf(const LoopbackServer::Request &received)
     {
-        Request request{received.method, received.path, {}, {}, QJsonDocument::fromJson(received.body).object()};
+        Request request{{}, QJsonDocument::fromJson(received.body).object()};
         const QByteArray type = received.header("content-type");
         if (!type.contains("boundary="))
             return request;
@@ -49,19 +45,9 @@ private:
             const qsizetype split = part.indexOf("\r\n\r\n");
             if (split < 0)
                 continue;
-            const QByteArray headers = part.left(split);
-            auto quoted = [&](const QByteArray &key) -> std::optional<QByteArray> {
-                const qsizetype found = headers.indexOf(key + "=\"");
-                if (found < 0)
-                    return std::nullopt;
-                const qsizetype from = found + key.size() + 2;
-                return headers.mid(from, headers.indexOf('"', from) - from);
-            };
             // " name" with its space, so that "filename" does not match.
-            const QByteArray name = quoted(" name").value_or(QByteArray());
-            request.fields.insert(name, part.mid(split + 4));
-            if (const std::optional<QByteArray> fileName = quoted("filename"))
-                request.fileNames.insert(name, *fileName);
+            const qsizetype from = part.indexOf(" name=\"") + 7;
+            request.fields.insert(part.mid(from, part.indexOf('"', from) - from), part.mid(split + 4));
         }
         return request;
     }

@@ -1,12 +1,10 @@
 #include "engines/LlamaLanguageModel.h"
-#include "TestFiles.h"
 #include "TinyLanguageModel.h"
 #include "WaitFor.h"
 #include "core/SystemClock.h"
 #include "text/PolishingService.h"
 #include "text/PromptBuilder.h"
 
-#include <QCoreApplication>
 #include <QFutureWatcher>
 #include <QTemporaryDir>
 #include <QThreadPool>
@@ -14,16 +12,10 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <thread>
 
 namespace {
 
 using TinyLanguageModel::Answer;
-
-QString tr(const char *text)
-{
-    return QCoreApplication::translate("LanguageModel", text);
-}
 
 // The generated models, written once for all the tests.
 class Models
@@ -45,9 +37,6 @@ private:
             path("slower.gguf"), Answer::neverEnds, {.embedding = 256, .layers = 4, .feedForward = 512});
         TinyLanguageModel::write(
             path("slowest.gguf"), Answer::neverEnds, {.embedding = 512, .layers = 6, .feedForward = 1024});
-        writeFile(path("notes.gguf"), "these are notes, not a model\n");
-        const QByteArray whole = contentsOf(path("ends.gguf"));
-        writeFile(path("truncated.gguf"), whole.left(whole.size() / 2));
     }
     QTemporaryDir folder;
 };
@@ -64,32 +53,42 @@ const QString &baseInstructions()
     return text;
 }
 
-TEST(LlamaLanguageModel, AnswersAfterReadingOnlyWhatFollowsThePrewarmedInstructions)
+TEST(LlamaLanguageModel, InstructionsReadOnceAreNotReadAgain)
 {
     LlamaLanguageModel model = modelAt(Models::get().path("ends.gguf"));
-    std::shared_ptr<LanguageModelSession> session = model.makeSession(baseInstructions());
-    ASSERT_TRUE(session->prewarm());
-    const int afterPrewarm = LlamaLanguageModel::tokensRead(*session);
+    std::shared_ptr<LanguageModelSession> first = model.makeSession(baseInstructions());
+    ASSERT_TRUE(first->prewarm());
+    const int whole = LlamaLanguageModel::tokensRead(*first);
     // Byte-level vocabulary: at least one token per few bytes of the instructions.
-    EXPECT_GT(afterPrewarm, int(baseInstructions().toUtf8().size()) / 4);
-
-    bool firstToken = false;
-    session->onFirstToken = [&] { firstToken = true; };
+    EXPECT_GT(whole, int(baseInstructions().toUtf8().size()) / 4);
     const QString prompt
         = PromptBuilder::wrapUtterance(QStringLiteral("so um we meet at noon"), RecognitionLanguage::english);
-    const std::expected<QString, QString> answer = session->respond(prompt);
+    const std::expected<QString, QString> answer = first->respond(prompt);
     ASSERT_TRUE(answer) << answer.error().toStdString();
     EXPECT_EQ(*answer, QString());
-    EXPECT_TRUE(firstToken);
     // The prompt and the template's few tokens around it, not the instructions again.
-    const int forAnswer = LlamaLanguageModel::tokensRead(*session) - afterPrewarm;
-    EXPECT_GT(forAnswer, 0);
-    EXPECT_LE(forAnswer, int(prompt.toUtf8().size()) + 16);
+    EXPECT_LE(LlamaLanguageModel::tokensRead(*first) - whole, int(prompt.toUtf8().size()) + 16);
+    first.reset();
 
-    // A cold session reads everything.
-    std::shared_ptr<LanguageModelSession> cold = model.makeSession(baseInstructions());
-    ASSERT_TRUE(cold->respond(prompt));
-    EXPECT_GT(LlamaLanguageModel::tokensRead(*cold), afterPrewarm + forAnswer / 2);
+    std::shared_ptr<LanguageModelSession> same = model.makeSession(baseInstructions());
+    ASSERT_TRUE(same->prewarm());
+    // Only the last token, read again for its scores.
+    EXPECT_EQ(LlamaLanguageModel::tokensRead(*same), 1);
+    same.reset();
+
+    // A later session reads only where its instructions depart.
+    const QString context = QStringLiteral("\n\nアプリ: Mail");
+    std::shared_ptr<LanguageModelSession> longer = model.makeSession(baseInstructions() + context);
+    ASSERT_TRUE(longer->prewarm());
+    EXPECT_GT(LlamaLanguageModel::tokensRead(*longer), 1);
+    EXPECT_LT(LlamaLanguageModel::tokensRead(*longer), whole / 4);
+
+    // Released, the model is loaded again and read from the start.
+    longer.reset();
+    model.release();
+    std::shared_ptr<LanguageModelSession> fresh = model.makeSession(baseInstructions());
+    ASSERT_TRUE(fresh->prewarm());
+    EXPECT_EQ(LlamaLanguageModel::tokensRead(*fresh), whole);
 }
 
 TEST(LlamaLanguageModel, AnAnswerThatDoesNotEndIsCutAtTheCap)
@@ -98,10 +97,7 @@ TEST(LlamaLanguageModel, AnAnswerThatDoesNotEndIsCutAtTheCap)
     std::shared_ptr<LanguageModelSession> session = model.makeSession(baseInstructions());
     ASSERT_TRUE(session->prewarm());
     const int before = LlamaLanguageModel::tokensRead(*session);
-    const std::expected<QString, QString> answer = session->respond(QStringLiteral("abc"));
-    ASSERT_FALSE(answer);
-    EXPECT_TRUE(answer.error().contains(tr("清書が長くなりすぎたため打ち切りました（%1 トークン）").left(10)))
-        << answer.error().toStdString();
+    EXPECT_FALSE(session->respond(QStringLiteral("abc")));
     // "abc" is at most 4 tokens: the cap is at most 24, and the answer read no more than that
     // beyond the prompt's turn.
     EXPECT_LE(LlamaLanguageModel::tokensRead(*session) - before, LanguageModel::answerCap(4) + 24);
@@ -118,37 +114,8 @@ TEST(LlamaLanguageModel, CancelStopsARunningAnswerAndEveryLaterOne)
     started.get_future().wait();
     session->cancel();
     const std::expected<QString, QString> result = answer.get();
-    ASSERT_FALSE(result);
-    EXPECT_EQ(result.error(), tr("清書を取り消しました"));
-    EXPECT_EQ(session->respond(QStringLiteral("again")).error(), tr("清書を取り消しました"));
-}
-
-TEST(LlamaLanguageModel, BadModelFilesGiveAReasonInsteadOfAnAnswer)
-{
-    const struct {
-        const char *file;
-        const char *reason;
-    } cases[]{
-        {"missing.gguf", "言語モデルのファイルがありません: %1"},
-        {"notes.gguf", "言語モデルのファイルではありません: %1"},
-        {"truncated.gguf", "言語モデルを読み込めませんでした（壊れているか対応していない形式です）: %1"},
-    };
-    for (const auto &c : cases) {
-        const QString path = Models::get().path(c.file);
-        LlamaLanguageModel model = modelAt(path);
-        std::shared_ptr<LanguageModelSession> session = model.makeSession(baseInstructions());
-        const std::expected<QString, QString> answer = session->respond(QStringLiteral("hello"));
-        ASSERT_FALSE(answer) << c.file;
-        EXPECT_EQ(answer.error(), tr(c.reason).arg(path)) << c.file;
-        EXPECT_FALSE(model.makeSession(baseInstructions())->prewarm()) << c.file;
-    }
-
-    LlamaLanguageModel notInstalled({[]() -> std::expected<QString, QString> {
-        return std::unexpected(QStringLiteral("/home/u/.local/share/Ripplet/models/x.gguf missing"));
-    }});
-    EXPECT_FALSE(notInstalled.isAvailable());
-    EXPECT_EQ(notInstalled.makeSession(baseInstructions())->respond(QStringLiteral("hi")).error(),
-        LanguageModel::notInstalledMessage());
+    EXPECT_FALSE(result);
+    EXPECT_FALSE(session->respond(QStringLiteral("again")));
 }
 
 TEST(LlamaLanguageModel, TextReadOrQuotedNeverBecomesTurnMarks)
@@ -175,35 +142,6 @@ TEST(LlamaLanguageModel, TextReadOrQuotedNeverBecomesTurnMarks)
         ASSERT_TRUE(session->respond(c.utterance)) << c.name;
         EXPECT_EQ(LlamaLanguageModel::controlTokensHeld(*session), templateMarks) << c.name;
     }
-}
-
-TEST(LlamaLanguageModel, ALaterSessionReadsOnlyWhereItsInstructionsDepart)
-{
-    LlamaLanguageModel model = modelAt(Models::get().path("ends.gguf"));
-    std::shared_ptr<LanguageModelSession> first = model.makeSession(baseInstructions());
-    ASSERT_TRUE(first->prewarm());
-    const int whole = LlamaLanguageModel::tokensRead(*first);
-    ASSERT_TRUE(first->respond(QStringLiteral("hello")));
-    first.reset();
-
-    std::shared_ptr<LanguageModelSession> same = model.makeSession(baseInstructions());
-    ASSERT_TRUE(same->prewarm());
-    // Only the last token, read again for its scores.
-    EXPECT_EQ(LlamaLanguageModel::tokensRead(*same), 1);
-    same.reset();
-
-    const QString context = QStringLiteral("\n\nアプリ: Mail");
-    std::shared_ptr<LanguageModelSession> longer = model.makeSession(baseInstructions() + context);
-    ASSERT_TRUE(longer->prewarm());
-    EXPECT_GT(LlamaLanguageModel::tokensRead(*longer), 1);
-    EXPECT_LT(LlamaLanguageModel::tokensRead(*longer), whole / 4);
-
-    // Released, the model is loaded again and read from the start.
-    longer.reset();
-    model.release();
-    std::shared_ptr<LanguageModelSession> fresh = model.makeSession(baseInstructions());
-    ASSERT_TRUE(fresh->prewarm());
-    EXPECT_EQ(LlamaLanguageModel::tokensRead(*fresh), whole);
 }
 
 template<typename T>
