@@ -12,12 +12,11 @@
 class FakeUpdateFeed final : public UpdateFeed
 {
 public:
-    QString feedHost = QStringLiteral("updates.example.org");
     std::expected<UpdateOffer, QString> answer = std::unexpected(QStringLiteral("unreachable"));
     bool holds = false;
     int fetches = 0;
 
-    QString host() const override { return feedHost; }
+    QString host() const override { return QStringLiteral("updates.example.org"); }
     QCoro::Task<std::expected<UpdateOffer, QString>> fetch() override
     {
         ++fetches;

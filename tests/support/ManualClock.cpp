@@ -22,9 +22,7 @@ void ManualClock::sleep(Duration delay)
 {
     std::unique_lock lock(mutex);
     const auto until = current + delay;
-    const auto entry = sleepersUntil.insert(until);
     moved.wait(lock, [&] { return wakeTime >= until; });
-    sleepersUntil.erase(entry);
 }
 
 void ManualClock::advance(Duration by)
@@ -71,10 +69,4 @@ int ManualClock::pendingCount() const
     std::scoped_lock lock(mutex);
     return static_cast<int>(std::count_if(entries.begin(), entries.end(),
         [](const Entry &entry) { return !entry.cancelled->load() && !entry.context.isNull(); }));
-}
-
-int ManualClock::sleeperCount() const
-{
-    std::scoped_lock lock(mutex);
-    return static_cast<int>(std::distance(sleepersUntil.upper_bound(wakeTime), sleepersUntil.end()));
 }

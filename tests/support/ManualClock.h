@@ -6,7 +6,6 @@
 
 #include <condition_variable>
 #include <mutex>
-#include <set>
 #include <vector>
 
 // A clock that moves only when a test calls advance(). Due calls run in deadline order (ties in
@@ -24,8 +23,6 @@ public:
     void advanceSeconds(double seconds) { advance(secondsToDuration(seconds)); }
     // The number of scheduled calls not yet run or cancelled.
     int pendingCount() const;
-    // The number of threads in sleep() whose time has not come yet.
-    int sleeperCount() const;
 
 private:
     struct Entry {
@@ -42,6 +39,5 @@ private:
     // Sleepers wake only once the calls due at a time have run, so they see what those calls did.
     Duration wakeTime{0};
     quint64 nextOrder = 0;
-    std::multiset<Duration> sleepersUntil;
     std::vector<Entry> entries;
 };
