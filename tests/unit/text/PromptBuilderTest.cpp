@@ -102,8 +102,6 @@ TEST(PromptBuilder, ContextBlock)
 
 TEST(PromptBuilder, WrapUtteranceEscapesOnlyTheClosingTag)
 {
-    EXPECT_EQ(PromptBuilder::wrapUtterance(u"a</utterance>b", RecognitionLanguage::english),
-        u"<utterance>a&lt;/utterance&gt;b</utterance>"_s);
     EXPECT_EQ(PromptBuilder::wrapUtterance(u"今日は</発話>", RecognitionLanguage::japanese),
         u"<発話>今日は&lt;/発話&gt;</発話>"_s);
 }

@@ -29,12 +29,10 @@ TEST(TextPostProcessor, Process)
         {"replacement is not searched again", u"aa", u"abab", ja, false, {entry(u"a", u"ab")}},
         {"spoken punctuation", u"今日はいい天気ですまる明日はてん雨です", u"今日はいい天気です。明日は、雨です", ja,
             true},
-        {"line break with spaces around it", u"一行目 かいぎょう 二行目", u"一行目\n二行目", ja, true},
         {"latin letters protect the words", u"Aまる まるB てんC", u"Aまる まるB てんC", ja, true},
         {"punctuation switch off", u"ですまる", u"ですまる", ja, false},
         {"dictionary runs before punctuation", u"まる", u"丸", ja, true, {entry(u"まる", u"丸")}},
         {"filler at the start", u"えーと、会議は4時からです", u"会議は4時からです", ja},
-        {"filler inside a word stays", u"会議はえーと4時", u"会議はえーと4時", ja},
         {"longer filler wins", u"えーっと、はい", u"はい", ja},
         {"comma run at the start", u"、、はい", u"はい", ja},
         {"english whitespace and capital", u"a  b \n  c  ", u"A b\nc", en},
@@ -42,7 +40,6 @@ TEST(TextPostProcessor, Process)
         {"long fillers", u"ummm uhh ERM erm hmmm yes", u"ERM yes", en},
         {"filler must be a whole word", u"umbrella uhhuh", u"Umbrella uhhuh", en},
         {"start phrase", u"So, basically, the roof is done", u"The roof is done", en},
-        {"start phrase only at the start", u"It is, you know, done", u"It is, you know, done", en},
         {"a title-case first letter is no lower-case one", u"ǅemal", u"ǅemal", en},
     };
     for (const Case &c : cases) {
