@@ -22,7 +22,6 @@ TEST(HotkeyChoice, EachKeyHasItsOwnBitAndName)
     }
     EXPECT_EQ(seen, HotkeyChoice::allFlagMask);
     EXPECT_FALSE(HotkeyChoice::fromRawValue(u"Function"));
-    EXPECT_FALSE(HotkeyChoice::fromRawValue(u""));
 }
 
 } // namespace

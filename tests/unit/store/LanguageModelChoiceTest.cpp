@@ -17,7 +17,6 @@ TEST(LanguageModelChoice, OnlyEndpointsOnThisMachineAreAccepted)
         {"http://[::1]:1234/v1", true},
         {"http://192.168.1.20:11434/v1", false},
         {"http://127.0.0.1.example.com/v1", false},
-        {"127.0.0.1:11434", false},
     };
     for (const auto &c : cases)
         EXPECT_EQ(LanguageModelChoice::endpointUrl(QLatin1StringView(c.text)).has_value(), c.accepted) << c.text;
@@ -30,14 +29,10 @@ TEST(LanguageModelChoice, StoredChoicesRoundTripAndBadOnesMeanTheInstalledModel)
     ASSERT_TRUE(endpoint.save(defaults));
     EXPECT_EQ(LanguageModelChoice::load(defaults), endpoint);
 
-    const char *unusable[]{
-        "not json",
-        R"({"endpoint": "http://example.com/v1", "model": "m"})",
-    };
-    for (const char *stored : unusable) {
-        defaults.values.insert(DefaultsKeys::languageModel, QByteArray(stored));
-        EXPECT_FALSE(LanguageModelChoice::load(defaults).usesEndpoint()) << stored;
-    }
+    // A server elsewhere is not taken from the stored form either.
+    defaults.values.insert(
+        DefaultsKeys::languageModel, QByteArray(R"({"endpoint": "http://example.com/v1", "model": "m"})"));
+    EXPECT_FALSE(LanguageModelChoice::load(defaults).usesEndpoint());
 }
 
 } // namespace
