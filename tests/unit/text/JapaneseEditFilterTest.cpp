@@ -138,7 +138,6 @@ TEST(JapaneseEditFilter, Merge)
         {"honorific refused", u"資料を送ります", u"資料をお送りします", u"資料を送ります"},
         {"correction kept when enough remains", u"会議は3時からじゃなくて4時からです", u"会議は4時からです。",
             u"会議は4時からです。"},
-        {"exactly 40% of the content left is enough", u"あじゃなくてかきくけ", u"かきくけ", u"かきくけ"},
         {"less than 40% left", u"あいじゃなくてかきく", u"かきく", u"あいじゃなくてかきく"},
         {"homophone corrected", u"漢字の5時が多い", u"漢字の誤字が多い", u"漢字の誤字が多い"},
     };
@@ -146,13 +145,6 @@ TEST(JapaneseEditFilter, Merge)
         SCOPED_TRACE(c.name);
         EXPECT_EQ(filter.merge(QStringView(c.raw), QStringView(c.polished)), QString::fromUtf16(c.merged));
     }
-}
-
-TEST(JapaneseEditFilter, OversizedPairsAreNotCompared)
-{
-    // 2001 × 2000 is above the limit: the raw text comes back untouched.
-    const QString longRaw = QString(2000, u'あ') + QStringLiteral("、");
-    EXPECT_EQ(filter.merge(longRaw, QString(1999, u'あ') + QStringLiteral("。")), longRaw);
 }
 
 } // namespace

@@ -79,13 +79,6 @@ TEST(PolishingService, PreparedSessions)
     f.service.discardPrepared(2).waitForFinished();
     EXPECT_EQ(f.service.takePrepared(u"A"_s, 1).result(), f.model.made[0]);
     EXPECT_EQ(f.service.takePrepared(u"A"_s, 1).result(), nullptr) << "taken once";
-
-    // Two prepares keep only the second.
-    prepare(u"A"_s, 4);
-    prepare(u"A"_s, 5);
-    EXPECT_TRUE(f.model.made[1]->wasCancelled());
-    EXPECT_EQ(f.service.takePrepared(u"A"_s, 4).result(), nullptr);
-    EXPECT_EQ(f.service.takePrepared(u"A"_s, 5).result(), f.model.last());
 }
 
 TEST(PolishingService, ADiscardDoesNotWaitForAReadingInProgress)
