@@ -33,7 +33,6 @@ TEST(HistoryFile, OwnerOnlyWritesInOrderAndUnreadableOrMissingFilesLoadEmpty)
     persistence.persist(history).waitForFinished();
     EXPECT_EQ(QFileInfo(fileName).permissions(), ownerOnlyFile);
     EXPECT_EQ(QFileInfo(QFileInfo(fileName).path()).permissions(), ownerOnlyFolder);
-    EXPECT_EQ(QFileInfo(root.filePath(QStringLiteral("data"))).permissions(), ownerOnlyFolder);
     EXPECT_EQ(persistence.load().result(), history);
 
     for (int i = 0; i < 20; ++i)

@@ -25,8 +25,6 @@ TEST(RippletSettings, LoadingAppliesDefaultsAndLimitsFieldByField)
     const Case cases[] = {
         {"not JSON", "{hotkey:", [](RippletSettings &) {}},
         {"history limit 0 is raised to 1", R"({"historyLimit": 0})", [](RippletSettings &s) { s.historyLimit = 1; }},
-        {"negative skip threshold is raised to 0", R"({"skipPolishingBelowCharacters": -3})",
-            [](RippletSettings &s) { s.skipPolishingBelowCharacters = 0; }},
         {"restore delay 30 is cut", R"({"pasteboardRestoreDelaySeconds": 30})",
             [](RippletSettings &s) { s.pasteboardRestoreDelaySeconds = 10.0; }},
         {"unknown hotkey keeps the default, other fields load",
@@ -38,9 +36,6 @@ TEST(RippletSettings, LoadingAppliesDefaultsAndLimitsFieldByField)
         {"one dictionary entry without spoken empties the list",
             R"({"dictionary": [{"spoken": "ok", "replacement": "OK"}, {"replacement": "x"}], "customInstructions": "丁寧に"})",
             [](RippletSettings &s) { s.customInstructions = QStringLiteral("丁寧に"); }},
-        {"application style without bundle identifier empties the list",
-            R"({"applicationStyles": [{"applicationName": "x"}], "historyLimit": 7})",
-            [](RippletSettings &s) { s.historyLimit = 7; }},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
