@@ -11,17 +11,11 @@
 
 namespace {
 
-QList<bool> grantedRows(const OnboardingModel &model)
-{
-    QList<bool> granted;
-    for (const QVariant &row : model.rows())
-        granted.append(row.toMap().value(QStringLiteral("isGranted")).toBool());
-    return granted;
-}
-
-TEST(OnboardingModel, RowsFollowTheGrants)
+TEST(OnboardingModel, RowsFollowTheGrantsARequestOpensItsPageAMomentLaterAndDoneEndsTheFirstRun)
 {
     WindowFixture f;
+    f.defaults.setBoolean(DefaultsKeys::onboardingCompleted, false);
+    f.model->setShowsOnboarding(true);
     FakePermissions permissions;
     OnboardingModel onboarding(*f.model, permissions, f.defaults, f.clock);
     onboarding.setActive(true);
@@ -29,16 +23,10 @@ TEST(OnboardingModel, RowsFollowTheGrants)
     permissions.grant(granted);
     f.clock.advanceSeconds(OnboardingModel::pollSeconds);
     EXPECT_TRUE(waitFor([&] { return onboarding.status() == granted; }));
-    EXPECT_EQ(grantedRows(onboarding), (QList<bool> {false, true, false, true}));
-}
-
-TEST(OnboardingModel, ARequestOpensItsPageAMomentLaterAndDoneEndsTheFirstRun)
-{
-    WindowFixture f;
-    f.defaults.setBoolean(DefaultsKeys::onboardingCompleted, false);
-    f.model->setShowsOnboarding(true);
-    FakePermissions permissions;
-    OnboardingModel onboarding(*f.model, permissions, f.defaults, f.clock);
+    QList<bool> grantedRows;
+    for (const QVariant &row : onboarding.rows())
+        grantedRows.append(row.toMap().value(QStringLiteral("isGranted")).toBool());
+    EXPECT_EQ(grantedRows, (QList<bool> {false, true, false, true}));
 
     onboarding.request(3);
     EXPECT_EQ(permissions.requested, std::vector {Permission::inputMonitoring});

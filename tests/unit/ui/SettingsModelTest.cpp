@@ -60,27 +60,10 @@ TEST(SettingsModel, HistorySearchInsertAgainCopyAndClear)
     WindowFixture f({item(QStringLiteral("Mail"), QStringLiteral("newest words"), 2000),
         item(QStringLiteral("Editor"), QStringLiteral("older words"), 1000)});
     SettingsModel &s = *f.settings;
-    struct Case {
-        QString query;
-        QStringList texts;
-    };
-    const Case cases[] = {
-        {QString(), {QStringLiteral("newest words"), QStringLiteral("older words")}},
-        {QStringLiteral("editor"), {QStringLiteral("older words")}},
-        {QStringLiteral("nothing like it"), {}},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.query.toStdString());
-        s.setHistoryQuery(c.query);
-        QStringList texts;
-        for (const QVariant &entry : s.filteredHistory())
-            texts.append(entry.toMap().value(QStringLiteral("text")).toString());
-        EXPECT_EQ(texts, c.texts);
-        EXPECT_FALSE(s.isHistoryEmpty());
-    }
-    s.setHistoryQuery(QStringLiteral("older"));
-    // Inserting again pastes the filtered item once the focus is back in the user's window; the
-    // field shows the paste, so the paste ends with the user's clipboard back before the fakes go.
+    EXPECT_FALSE(s.isHistoryEmpty());
+    // Row 0 of the filtered list is the older item. Inserting again pastes it once the focus is back in
+    // the user's window; the field shows the paste, so the user's clipboard is back before the fakes go.
+    s.setHistoryQuery(QStringLiteral("editor"));
     f.tree.setFocusedValue(QString());
     f.keystroke.effect = [&f] { f.tree.setFocusedValue(f.pasteboard.text()); };
     s.insertHistoryItem(0);

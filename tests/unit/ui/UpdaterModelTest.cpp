@@ -13,15 +13,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-UpdateOffer offer(const QVersionNumber &version)
-{
-    return UpdateOffer {version, QUrl(QStringLiteral("https://example.org/download")), QStringLiteral("Faster.")};
-}
-
 TEST(UpdaterModel, ChecksDailyOneAtATimeAndRemembersBeingTurnedOff)
 {
     FakeUpdateFeed feed;
-    feed.answer = offer(QVersionNumber(2));
+    feed.answer = UpdateOffer {QVersionNumber(2), QUrl(QStringLiteral("https://example.org/download")), {}};
     MemoryDefaultsStore defaults;
     // The last check ran 23 hours ago, before a restart: the next one is due in an hour, and only marks the update.
     defaults.setBytes(QStringLiteral("lastUpdateCheck"),
