@@ -29,9 +29,7 @@ public:
                     length = it.key().size();
             }
             if (length > 0) {
-                const QString word = text.sliced(at, length).toString();
-                const QString reading = readings.value(word);
-                tokens.push_back({at, length, reading.isEmpty() ? std::nullopt : std::optional(reading)});
+                tokens.push_back({at, length, readings.value(text.sliced(at, length).toString())});
             } else {
                 length = text[at].isHighSurrogate() && at + 1 < text.size() ? 2 : 1;
                 tokens.push_back({at, length, std::nullopt});

@@ -58,7 +58,6 @@ TEST(TextPostProcessor, LongAndUnusualInputKeepsEveryCharacterWhole)
     const QString processed = TextPostProcessor::process(longText, {}, true, RecognitionLanguage::japanese);
     EXPECT_EQ(processed.count(emoji), 2500);
     EXPECT_EQ(processed.count(QStringLiteral("か\u3099")), 2500);
-    EXPECT_FALSE(processed.contains(QStringLiteral("えーと")));
 }
 
 } // namespace
