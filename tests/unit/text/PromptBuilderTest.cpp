@@ -86,9 +86,7 @@ TEST(PromptBuilder, ContextBlock)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
-        const QString built
-            = PromptBuilder::build(settingsIn(RecognitionLanguage::japanese), std::nullopt, c.context, c.limit);
-        EXPECT_EQ(built,
+        EXPECT_EQ(PromptBuilder::build(settingsIn(RecognitionLanguage::japanese), std::nullopt, c.context, c.limit),
             PromptBuilder::baseInstruction + u"\n\n"_s + warning + u"\n<ripplet-context>\n"_s + c.body
                 + u"\n</ripplet-context>"_s);
     }
