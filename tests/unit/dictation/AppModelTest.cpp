@@ -17,13 +17,6 @@ namespace {
 
 const QString confirmed = QStringLiteral("入力を確認しました");
 
-// Opens once; installs wait for it, so a test can act while the recogniser is still being prepared.
-struct Gate {
-    std::promise<void> opened;
-    std::shared_future<void> isOpen = opened.get_future().share();
-    void open() { opened.set_value(); }
-};
-
 struct Fixture : CoordinatorFakes {
     HistoryPersistence historyFile{folder.filePath(QStringLiteral("history.json"))};
     std::unique_ptr<AppModel> model;
@@ -81,10 +74,16 @@ struct Fixture : CoordinatorFakes {
         std::scoped_lock guard(tree.mutex);
         return tree.focused->value.value_or(QString());
     }
-    void installGate(Gate &gate)
+};
+
+// Opens once; installs wait for it, so a test can act while the recogniser is still being prepared.
+struct Gate {
+    std::promise<void> opened;
+    explicit Gate(Fixture &f)
     {
-        recognizers.whileInstalling = [future = gate.isOpen] { future.wait(); };
+        f.recognizers.whileInstalling = [isOpen = opened.get_future().share()] { isOpen.wait(); };
     }
+    void open() { opened.set_value(); }
 };
 
 TEST(AppModel, Dictations)
@@ -112,8 +111,7 @@ TEST(AppModel, Dictations)
         {"hold, speak, release", {}, [](Fixture &f) { f.dictate(); }, Kind::success, confirmed, raw, 1, both},
         {"released before the recogniser is ready: finishing waits for it", {},
             [](Fixture &f) {
-                Gate gate;
-                f.installGate(gate);
+                Gate gate(f);
                 f.press();
                 ASSERT_TRUE(f.reaches(Kind::recording));
                 f.release();
@@ -201,8 +199,7 @@ TEST(AppModel, Dictations)
 TEST(AppModel, LateStepsOfAnAbandonedRecordingChangeNothing)
 {
     Fixture f;
-    Gate gate;
-    f.installGate(gate);
+    Gate gate(f);
     f.press();
     ASSERT_TRUE(f.reaches(Kind::recording));
     f.model->handle({HotkeyAction::cancelRecording, HotkeyAction::startRecording});
@@ -243,8 +240,7 @@ TEST(AppModel, SettingsChanges)
     Fixture f;
     RippletSettings changed = f.model->settings();
     // A new language shows `starting` until its model is installed.
-    Gate gate;
-    f.installGate(gate);
+    Gate gate(f);
     changed.language = RecognitionLanguage::japanese;
     f.model->setSettings(changed);
     EXPECT_EQ(f.kind(), Kind::starting);
