@@ -39,12 +39,6 @@ QString waylandClipboard()
     return finished && paste.exitCode() == 0 ? QString::fromUtf8(paste.readAllStandardOutput()) : u"(wl-paste failed)"_s;
 }
 
-void setWaylandClipboard(const QString &text)
-{
-    // wl-copy stays in the background to serve the text, as the clipboard owner.
-    ASSERT_EQ(QProcess::execute(u"wl-copy"_s, {text}), 0);
-}
-
 // The GTK target of the desktop tests, as an X client of XWayland or as a native Wayland client.
 class Target
 {
@@ -68,7 +62,6 @@ public:
         QFile file(state());
         return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object() : QJsonObject{};
     }
-    bool hasFocusedEntry() const { return read().value(u"focused"_s).toString() == u"plain"_s; }
     QString text() const { return read().value(u"texts"_s).toObject().value(u"plain"_s).toString(); }
 
 private:
@@ -94,7 +87,8 @@ protected:
     // The focused entry of the target, as the dictation would find it at the key press.
     InputTarget focusedEntry(const Target &target)
     {
-        EXPECT_TRUE(waitFor([&] { return target.hasFocusedEntry(); }, 30000)) << "the target never took the focus";
+        EXPECT_TRUE(waitFor([&] { return target.read().value(u"focused"_s).toString() == u"plain"_s; }, 30000))
+            << "the target never took the focus";
         std::optional<CaptureResult> captured;
         // A read can stall for a few seconds (libatspi waiting out a call's time-out).
         EXPECT_TRUE(waitFor(
@@ -115,7 +109,8 @@ protected:
 
 TEST_F(WaylandSession, AnXWaylandWindowGetsThePasteAndTheWaylandClipboardComesBack)
 {
-    setWaylandClipboard(u"mine"_s);
+    // wl-copy stays in the background to serve the text, as the clipboard owner.
+    ASSERT_EQ(QProcess::execute(u"wl-copy"_s, {u"mine"_s}), 0);
     Target target(u"x11"_s);
     const InputTarget entry = focusedEntry(target);
     ASSERT_TRUE(waitFor([&] { return xwaylandWindows.active().has_value(); }));
@@ -129,7 +124,7 @@ TEST_F(WaylandSession, ANativeWindowWithoutTheVirtualKeyboardIsLeftAlone)
 {
     if (virtualKeyboard.isAvailable())
         GTEST_SKIP() << "this machine has /dev/uinput: a native window would get the paste";
-    setWaylandClipboard(u"mine"_s);
+    ASSERT_EQ(QProcess::execute(u"wl-copy"_s, {u"mine"_s}), 0);
     Target target(u"wayland"_s);
     const InputTarget entry = focusedEntry(target);
     // XWayland names no active window while a native one has the focus.

@@ -17,8 +17,6 @@ TEST(DesktopIdentity, DesktopIdFromTheSystemdUnit)
             u"org.gnome.TextEditor"_s},
         {u"0::/user.slice/user-1000.slice/user@1000.service/app.slice/app-org.kde.kate-12ab34.scope"_s,
             u"org.kde.kate"_s},
-        {u"0::/user.slice/user@1000.service/app.slice/app-flatpak-org.mozilla.firefox-1234.scope"_s,
-            u"org.mozilla.firefox"_s},
         {u"0::/user.slice/user@1000.service/app.slice/app-org.gnome.Terminal.service"_s, u"org.gnome.Terminal"_s},
         {u"0::/user.slice/user-1000.slice/session-2.scope"_s, std::nullopt},
     };

@@ -10,7 +10,7 @@ namespace {
 
 using A = HotkeyAction;
 
-enum class Event { down, downWithOther, up, other, escape, reset };
+enum class Event { down, downWithOther, up, other, escape };
 
 struct Step {
     Event event;
@@ -31,7 +31,6 @@ std::vector<HotkeyAction> apply(HotkeyStateMachine &machine, const Step &step)
     case Event::up: return machine.keyChanged(false, false, step.at);
     case Event::other: return machine.anotherKeyPressed();
     case Event::escape: return machine.escapePressed();
-    case Event::reset: machine.reset(); return {};
     }
     return {};
 }
@@ -76,10 +75,6 @@ const Case cases[] = {
             {Event::down, 10.2, {A::startLockedRecording}}, {Event::up, 10.3, {}},
             {Event::escape, 12.0, {A::cancelRecording}}, {Event::down, 13.0, {}}, {Event::up, 13.1, {}},
             {Event::down, 14.0, {A::startRecording}}}},
-    {"reset from locked",
-        {{Event::down, 10.0, {A::startRecording}}, {Event::up, 10.1, {A::cancelRecording}},
-            {Event::down, 10.2, {A::startLockedRecording}}, {Event::reset, 11.0, {}},
-            {Event::down, 12.0, {A::startRecording}}}},
 };
 
 TEST(HotkeyStateMachine, Gestures)

@@ -177,16 +177,6 @@ TEST(PasteService, Outcomes)
                 };
             },
             PasteOutcome::confirmed, 1050ms, {false}, usersClipboard},
-        {"focus unanswered once at the check before the paste",
-            [](Fixture &f) {
-                f.tree.setFocusedValue(u"abc"_s);
-                f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"abcHello"_s); };
-            },
-            PasteOutcome::confirmed, 0ms, {false}, usersClipboard, 1.0,
-            [](Fixture &f) { f.tree.unansweredFocusReads = 1; }},
-        {"text unreadable before, then showing the dictation",
-            [](Fixture &f) { f.keystroke.effect = [&f] { f.tree.setFocusedValue(u"Hello"_s); }; },
-            PasteOutcome::confirmed, 0ms, {false}, usersClipboard},
         {"clipboard manager replaced the text",
             [managers](Fixture &f) {
                 f.tree.setFocusedValue(u""_s);

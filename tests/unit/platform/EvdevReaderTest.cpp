@@ -119,8 +119,6 @@ TEST(EvdevReader, RecordedSequencesReachTheDictationKey)
 TEST(EvdevReader, ReadsKeyboardsButNotItsOwnVirtualKeyboard)
 {
     EXPECT_TRUE(EvdevReader::isKeyboardToRead("/dev/input/event3", "1", "AT Translated Set 2 keyboard"));
-    // The name is not known before the device is opened.
-    EXPECT_TRUE(EvdevReader::isKeyboardToRead("/dev/input/event3", "1", ""));
     EXPECT_FALSE(EvdevReader::isKeyboardToRead("/dev/input/event9", "1", EvdevReader::ownDeviceName));
     EXPECT_FALSE(EvdevReader::isKeyboardToRead("/dev/input/event4", "", "Logitech USB Optical Mouse"));
     EXPECT_FALSE(EvdevReader::isKeyboardToRead("/dev/input/mouse0", "1", "mouse"));

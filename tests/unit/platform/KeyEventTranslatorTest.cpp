@@ -36,6 +36,9 @@ TEST(KeyEventTranslator, MapsLinuxKeys)
         {56, true, KeyEvent {flags, 0, 0x80202F, 7}}, // left Alt
         {58, true, KeyEvent {flags, 0, 0x80202F, 7}}, // CapsLock: a flags change of no dictation bit
         {58, false, KeyEvent {flags, 0, 0x80202F, 7}},
+        {69, true, KeyEvent {flags, 0, 0x80202F, 7}}, // NumLock
+        {70, false, KeyEvent {flags, 0, 0x80202F, 7}}, // ScrollLock
+        {127, true, KeyEvent {flags, 0, 0x80202F, 7}}, // Compose
         {57, true, KeyEvent {down, 57 + 0x100, 0x80202F, 7}}, // Space stays a key
     };
     for (const Step &step : steps) {
