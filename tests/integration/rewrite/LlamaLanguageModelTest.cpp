@@ -5,7 +5,6 @@
 #include "text/PolishingService.h"
 #include "text/PromptBuilder.h"
 
-#include <QFutureWatcher>
 #include <QTemporaryDir>
 #include <QThreadPool>
 
