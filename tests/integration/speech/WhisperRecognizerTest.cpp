@@ -95,7 +95,6 @@ TEST_F(WithTestData, BadModelFilesAreRefused)
     const Case cases[] = {
         {"truncated", model.left(300000), Engine::whisper, {}},
         {"a Parakeet model for whisper", contentsOf(testFile("parakeet-test-tdt.bin")), Engine::whisper, {}},
-        {"a whisper model for Parakeet", model, Engine::parakeet, {}},
         {"no voice detector", model, Engine::whisper, QStringLiteral("/nonexistent/vad.bin")},
     };
     for (const Case &c : cases) {
