@@ -18,8 +18,6 @@ class FakeModelStore final : public SpeechModelStore
 public:
     std::optional<QString> failure;
     QSet<QString> holds;
-    // Runs on the downloading thread once half a file is in.
-    std::function<void()> afterHalf;
     int checks = 0;
     QStringList downloads;
 
@@ -55,8 +53,6 @@ public:
         if (failure)
             return std::unexpected(*failure);
         progress(0.5);
-        if (afterHalf)
-            afterHalf();
         QFile placed(pathOf(file));
         if (!placed.open(QIODevice::WriteOnly))
             return std::unexpected(placed.errorString());

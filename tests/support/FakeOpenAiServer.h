@@ -10,9 +10,8 @@
 // An OpenAI-compatible server of transcriptions and chat answers on the loopback interface. The first
 // path segment picks its behaviour: /good answers `text` (as a transcription or as a finished chat
 // answer), /length answers a chat answer cut at its limit, /error fails with 500 and a message,
-// /garbage answers something that is not JSON, /notext answers JSON without a text, /hang never
-// answers. Every path lists one model at /…/v1/models. Every other request is kept with its
-// multipart fields or its JSON body.
+// /hang never answers. Every path lists one model at /…/v1/models. Every other request is kept with
+// its multipart fields or its JSON body.
 class FakeOpenAiServer
 {
 public:
@@ -63,10 +62,6 @@ private:
         if (mode == "error")
             return LoopbackServer::Reply{R"({"error":{"message":"the model failed","type":"server_error"}})",
                 "500 Internal Server Error"};
-        if (mode == "garbage")
-            return LoopbackServer::Reply{"<html>not what you asked for</html>"};
-        if (mode == "notext")
-            return LoopbackServer::Reply{R"({"segments":[]})"};
         if (received.path.endsWith("/chat/completions"))
             return LoopbackServer::Reply{R"({"choices":[{"index":0,"message":{"role":"assistant","content":")" + text
                 + R"("},"finish_reason":")" + (mode == "length" ? "length" : "stop") + R"("}]})"};

@@ -17,7 +17,6 @@ class LoopbackServer : public QObject
 {
 public:
     struct Request {
-        QByteArray method;
         QByteArray path;
         QByteArray headers;
         QByteArray body;
@@ -71,8 +70,8 @@ private:
             const qsizetype headerEnd = received->indexOf("\r\n\r\n");
             if (headerEnd < 0)
                 return;
-            const QList<QByteArray> requestLine = received->left(received->indexOf("\r\n")).split(' ');
-            Request request{requestLine.value(0), requestLine.value(1), received->left(headerEnd), {}};
+            const QByteArray path = received->left(received->indexOf("\r\n")).split(' ').value(1);
+            Request request{path, received->left(headerEnd), {}};
             const qsizetype length = request.header("content-length").toLongLong();
             if (received->size() < headerEnd + 4 + length)
                 return;

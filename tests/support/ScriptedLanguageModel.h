@@ -79,7 +79,6 @@ public:
     std::optional<std::expected<QString, QString>> answer;
     // Sessions made from now on read their instructions until cancelled.
     bool isSlow = false;
-    bool available = true;
     int releases = 0;
     std::function<void()> whenGone;
 
@@ -88,7 +87,7 @@ public:
         if (whenGone)
             whenGone();
     }
-    bool isAvailable() const override { return available; }
+    bool isAvailable() const override { return true; }
     void release() override { ++releases; }
     std::shared_ptr<LanguageModelSession> makeSession(const QString &instructions) override
     {

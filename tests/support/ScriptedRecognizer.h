@@ -92,13 +92,10 @@ public:
     std::vector<SpeechRecognizer::Result> script;
     std::optional<QString> installFailure;
     std::function<void()> whileInstalling;
-    bool hasFormat = true;
 
     std::unique_ptr<SpeechRecognizer> make(const QString &) override
     {
         auto made = std::make_unique<ScriptedRecognizer>();
-        if (!hasFormat)
-            made->format.reset();
         made->say(script);
         last = made.get();
         return made;

