@@ -24,9 +24,8 @@
 // through XTest; in a Wayland session (the application itself runs on XWayland there, where XInput2
 // sees only X clients' keys) keys come from the keyboards' device files and the paste from a
 // virtual keyboard (without one, the desktop's remote-desktop portal, and XWayland's XTest for X
-// windows). In an X11 session the window
-// manager completes the accessibility tree, so applications without accessibility have a frontmost
-// window. Main thread; built after the QGuiApplication.
+// windows). In an X11 session the window manager completes the accessibility tree, so applications
+// without accessibility have a frontmost window. Main thread; built after the QGuiApplication.
 class DesktopServices
 {
 public:

@@ -33,6 +33,13 @@ constexpr int shiftLeft = 0xffe1;
 constexpr int letterV = 0x0076;
 constexpr int callTimeoutMs = 2000;
 
+// What the user reads when the portal would not open a session; %1 is what it said.
+QString sessionRefused()
+{
+    return QCoreApplication::translate(
+        "RemoteDesktopPortalKeystroke", "デスクトップのリモート操作ポータルがセッションを開けませんでした: %1");
+}
+
 } // namespace
 
 RemoteDesktopPortalKeystroke::RemoteDesktopPortalKeystroke(
@@ -105,9 +112,7 @@ void RemoteDesktopPortalKeystroke::ask(
     options.insert(QStringLiteral("handle_token"), token);
     QString sender = bus.baseService().mid(1);
     sender.replace(QLatin1Char('.'), QLatin1Char('_'));
-    requestPath = desktopPath + QStringLiteral("/request/") + sender + QLatin1Char('/') + token;
-    bus.connect(QString(), requestPath, requestInterface, QStringLiteral("Response"), this,
-        SLOT(requestAnswered(uint, QVariantMap)));
+    listenForAnswer(desktopPath + QStringLiteral("/request/") + sender + QLatin1Char('/') + token);
     {
         std::scoped_lock lock(mutex);
         step = next;
@@ -119,33 +124,35 @@ void RemoteDesktopPortalKeystroke::ask(
         watcher->deleteLater();
         const QDBusPendingReply<QDBusObjectPath> reply = *watcher;
         if (reply.isError()) {
-            bus.disconnect(QString(), requestPath, requestInterface, QStringLiteral("Response"), this,
-                SLOT(requestAnswered(uint, QVariantMap)));
-            fail(QCoreApplication::translate("RemoteDesktopPortalKeystroke",
-                     "デスクトップのリモート操作ポータルがセッションを開けませんでした: %1")
-                     .arg(reply.error().message()),
+            listenForAnswer(QString());
+            fail(sessionRefused().arg(reply.error().message()),
                 QStringLiteral("remote-desktop portal %1 failed: %2").arg(method, reply.error().message()));
             return;
         }
         // Portals older than the naming rule answer on an object of their own choosing.
         const QString answeredOn = reply.value().path();
-        if (answeredOn != requestPath) {
-            bus.disconnect(QString(), requestPath, requestInterface, QStringLiteral("Response"), this,
-                SLOT(requestAnswered(uint, QVariantMap)));
-            requestPath = answeredOn;
-            bus.connect(QString(), requestPath, requestInterface, QStringLiteral("Response"), this,
-                SLOT(requestAnswered(uint, QVariantMap)));
-        }
+        if (answeredOn != requestPath)
+            listenForAnswer(answeredOn);
     });
+}
+
+// Moves the one subscription to Response signals to the request object `path` (none when empty).
+void RemoteDesktopPortalKeystroke::listenForAnswer(const QString &path)
+{
+    if (!requestPath.isEmpty())
+        bus.disconnect(QString(), requestPath, requestInterface, QStringLiteral("Response"), this,
+            SLOT(requestAnswered(uint, QVariantMap)));
+    requestPath = path;
+    if (!requestPath.isEmpty())
+        bus.connect(QString(), requestPath, requestInterface, QStringLiteral("Response"), this,
+            SLOT(requestAnswered(uint, QVariantMap)));
 }
 
 void RemoteDesktopPortalKeystroke::requestAnswered(uint response, const QVariantMap &results)
 {
     if (message().path() != requestPath)
         return;
-    bus.disconnect(QString(), requestPath, requestInterface, QStringLiteral("Response"), this,
-        SLOT(requestAnswered(uint, QVariantMap)));
-    requestPath.clear();
+    listenForAnswer(QString());
     Step answered;
     QString sessionPath;
     {
@@ -159,9 +166,7 @@ void RemoteDesktopPortalKeystroke::requestAnswered(uint response, const QVariant
                      "デスクトップのリモート操作が許可されませんでした。Sorawen を起動し直すと、もう一度たずねます。"),
                 QStringLiteral("the remote-desktop portal was refused"));
         else
-            fail(QCoreApplication::translate("RemoteDesktopPortalKeystroke",
-                     "デスクトップのリモート操作ポータルがセッションを開けませんでした: %1")
-                     .arg(response),
+            fail(sessionRefused().arg(response),
                 QStringLiteral("the remote-desktop portal ended a request with %1").arg(response));
         return;
     }
@@ -173,10 +178,7 @@ void RemoteDesktopPortalKeystroke::requestAnswered(uint response, const QVariant
             ? handle.value<QDBusObjectPath>().path()
             : handle.toString();
         if (sessionPath.isEmpty()) {
-            fail(QCoreApplication::translate("RemoteDesktopPortalKeystroke",
-                     "デスクトップのリモート操作ポータルがセッションを開けませんでした: %1")
-                     .arg(response),
-                QStringLiteral("the remote-desktop portal named no session"));
+            fail(sessionRefused().arg(response), QStringLiteral("the remote-desktop portal named no session"));
             return;
         }
         {

@@ -45,6 +45,7 @@ private:
     enum class Step { notStarted, creating, selecting, starting, ready, failed };
 
     void readProperties();
+    void listenForAnswer(const QString &path);
     void ask(Step step, const QString &method, const QVariantList &arguments, QVariantMap options);
     void fail(const QString &reason, const QString &logLine);
     bool sendKey(const QString &session, int keysym, bool isPressed);
