@@ -479,6 +479,14 @@
         <source>デスクトップのリモート操作の許可を待っています。表示された確認で許可してください。</source>
         <translation>Waiting for permission to control the desktop: allow it in the dialog the desktop shows.</translation>
     </message>
+    <message>
+        <source>要求が打ち切られました（応答 %1）</source>
+        <translation>it ended the request (response %1)</translation>
+    </message>
+    <message>
+        <source>セッションの名前が返されませんでした</source>
+        <translation>it returned no session name</translation>
+    </message>
 </context>
 <context>
     <name>SettingsModel</name>

@@ -166,7 +166,9 @@ void RemoteDesktopPortalKeystroke::requestAnswered(uint response, const QVariant
                      "デスクトップのリモート操作が許可されませんでした。Sorawen を起動し直すと、もう一度たずねます。"),
                 QStringLiteral("the remote-desktop portal was refused"));
         else
-            fail(sessionRefused().arg(response),
+            fail(sessionRefused().arg(
+                     QCoreApplication::translate("RemoteDesktopPortalKeystroke", "要求が打ち切られました（応答 %1）")
+                         .arg(response)),
                 QStringLiteral("the remote-desktop portal ended a request with %1").arg(response));
         return;
     }
@@ -178,7 +180,9 @@ void RemoteDesktopPortalKeystroke::requestAnswered(uint response, const QVariant
             ? handle.value<QDBusObjectPath>().path()
             : handle.toString();
         if (sessionPath.isEmpty()) {
-            fail(sessionRefused().arg(response), QStringLiteral("the remote-desktop portal named no session"));
+            fail(sessionRefused().arg(QCoreApplication::translate(
+                     "RemoteDesktopPortalKeystroke", "セッションの名前が返されませんでした")),
+                QStringLiteral("the remote-desktop portal named no session"));
             return;
         }
         {
