@@ -17,7 +17,6 @@ inline const AudioFormat recognizerFormat{16000, 1};
 class ScriptedRecognizer final : public SpeechRecognizer
 {
 public:
-    std::optional<AudioFormat> format = recognizerFormat;
     std::optional<QString> failure;
 
     std::expected<void, QString> prepare(const QStringList &strings) override
@@ -25,7 +24,7 @@ public:
         contextualStrings = strings;
         return {};
     }
-    std::optional<AudioFormat> bestAudioFormat(const AudioFormat &) const override { return format; }
+    std::optional<AudioFormat> bestAudioFormat(const AudioFormat &) const override { return recognizerFormat; }
     void append(const AudioBuffer &buffer) override
     {
         std::scoped_lock guard(mutex);
@@ -38,9 +37,7 @@ public:
         std::unique_lock guard(mutex);
         for (;;) {
             changed.wait(guard, [&] { return !script.empty() || finished; });
-            if (cancelled)
-                return {};
-            if (script.empty())
+            if (cancelled || script.empty())
                 break;
             const Result next = script.front();
             script.erase(script.begin());
@@ -48,7 +45,7 @@ public:
             onResult(next);
             guard.lock();
         }
-        if (failure)
+        if (failure && !cancelled)
             return std::unexpected(*failure);
         return {};
     }

@@ -14,7 +14,7 @@ class SimulatedAudioEngine final : public AudioEngine
 {
 public:
     AudioFormat format = mic48k;
-    int failingStarts = 0;
+    bool failsToStart = false;
     int starts = 0;
     bool running = false;
     // Started, but never heard: no buffer ever comes.
@@ -41,10 +41,8 @@ public:
     std::expected<void, QString> start() override
     {
         ++starts;
-        if (failingStarts > 0) {
-            --failingStarts;
+        if (failsToStart)
             return std::unexpected(QStringLiteral("device busy"));
-        }
         running = true;
         return {};
     }

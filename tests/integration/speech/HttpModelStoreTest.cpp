@@ -25,19 +25,15 @@ LoopbackServer::Reply modelServer(const QByteArray &body, const LoopbackServer::
     return reply;
 }
 
-ModelFile fileFor(const QByteArray &body, const char *name = "model.bin")
-{
-    return ModelFile{QLatin1StringView(name), QString(), body.size(), QCryptographicHash::Sha1,
-        QCryptographicHash::hash(body, QCryptographicHash::Sha1).toHex()};
-}
-
 struct Fixture {
     QTemporaryDir folder;
     QByteArray body = QByteArray("ggml model bytes ").repeated(20000);
+    ModelFile file{QStringLiteral("model.bin"), QString(), body.size(), QCryptographicHash::Sha1,
+        QCryptographicHash::hash(body, QCryptographicHash::Sha1).toHex()};
     LoopbackServer server{[this](const LoopbackServer::Request &request) { return modelServer(body, request); }};
     HttpModelStore store{folder.filePath(QStringLiteral("models"))};
 
-    std::expected<void, QString> download(const ModelFile &file, const char *path)
+    std::expected<void, QString> download(const char *path)
     {
         store.setUrlOverride([this, path](const ModelFile &) { return server.url(path); });
         return store.download(file, [](double) {});
@@ -47,33 +43,31 @@ struct Fixture {
 TEST(HttpModelStore, DownloadsVerifiesAndPlacesTheFileAndNoticesDamage)
 {
     Fixture f;
-    const ModelFile file = fileFor(f.body);
-    EXPECT_EQ(f.store.missingFiles({file}).value(), std::vector<ModelFile>{file});
-    ASSERT_TRUE(f.download(file, "/file"));
-    EXPECT_EQ(contentsOf(f.store.pathOf(file)), f.body);
-    EXPECT_FALSE(QFile::exists(f.store.pathOf(file) + QStringLiteral(".part")));
-    EXPECT_TRUE(f.store.missingFiles({file}).value().empty());
+    EXPECT_EQ(f.store.missingFiles({f.file}).value(), std::vector<ModelFile>{f.file});
+    ASSERT_TRUE(f.download("/file"));
+    EXPECT_EQ(contentsOf(f.store.pathOf(f.file)), f.body);
+    EXPECT_FALSE(QFile::exists(f.store.pathOf(f.file) + QStringLiteral(".part")));
+    EXPECT_TRUE(f.store.missingFiles({f.file}).value().empty());
 
     // Verified once, then remembered: a damaged file is still seen.
-    QFile installed(f.store.pathOf(file));
+    QFile installed(f.store.pathOf(f.file));
     ASSERT_TRUE(installed.open(QIODevice::ReadWrite));
     installed.resize(installed.size() / 2);
     installed.close();
-    EXPECT_EQ(f.store.missingFiles({file}).value(), std::vector<ModelFile>{file});
+    EXPECT_EQ(f.store.missingFiles({f.file}).value(), std::vector<ModelFile>{f.file});
 }
 
 TEST(HttpModelStore, AnInterruptedDownloadResumes)
 {
     Fixture f;
-    const ModelFile file = fileFor(f.body);
-    EXPECT_FALSE(f.download(file, "/cut"));
+    EXPECT_FALSE(f.download("/cut"));
     // Half of it waits aside; nothing is in place.
-    EXPECT_EQ(contentsOf(f.store.pathOf(file) + QStringLiteral(".part")).size(), f.body.size() / 2);
-    EXPECT_FALSE(QFile::exists(f.store.pathOf(file)));
-    ASSERT_TRUE(f.download(file, "/cut"));
+    EXPECT_EQ(contentsOf(f.store.pathOf(f.file) + QStringLiteral(".part")).size(), f.body.size() / 2);
+    EXPECT_FALSE(QFile::exists(f.store.pathOf(f.file)));
+    ASSERT_TRUE(f.download("/cut"));
     // Qt's network layer may itself send the cut request once more; the resuming one comes last.
     EXPECT_EQ(f.server.requests.last().header("range"), "bytes=" + QByteArray::number(f.body.size() / 2) + '-');
-    EXPECT_EQ(contentsOf(f.store.pathOf(file)), f.body);
+    EXPECT_EQ(contentsOf(f.store.pathOf(f.file)), f.body);
 }
 
 TEST(HttpModelStore, FailuresNeverLeaveAFileInPlace)
@@ -81,10 +75,9 @@ TEST(HttpModelStore, FailuresNeverLeaveAFileInPlace)
     for (const char *path : {"/corrupt", "/error"}) {
         SCOPED_TRACE(path);
         Fixture f;
-        const ModelFile file = fileFor(f.body);
-        EXPECT_FALSE(f.download(file, path));
-        EXPECT_FALSE(QFile::exists(f.store.pathOf(file)));
-        EXPECT_EQ(f.store.missingFiles({file}).value().size(), 1u);
+        EXPECT_FALSE(f.download(path));
+        EXPECT_FALSE(QFile::exists(f.store.pathOf(f.file)));
+        EXPECT_EQ(f.store.missingFiles({f.file}).value().size(), 1u);
     }
 }
 

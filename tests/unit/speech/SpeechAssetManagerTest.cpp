@@ -85,7 +85,8 @@ TEST(SpeechAssetManager, ALanguageModelDownloadHoldsUpNoRecordingAndOneFileIsFet
     EXPECT_EQ(rewriting.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     store.release(languageModel);
     EXPECT_TRUE(rewriting.get());
-    for (const QString &name : {QStringLiteral("ggml-base.en.bin"), QStringLiteral("ggml-silero-v6.2.0.bin"), languageModel})
+    for (const QString &name :
+        {QStringLiteral("ggml-base.en.bin"), QStringLiteral("ggml-silero-v6.2.0.bin"), languageModel})
         EXPECT_EQ(store.downloadsOf(name), 1) << name.toStdString();
 }
 

@@ -39,11 +39,6 @@ struct Fixture {
         service.onPartialText = [this](const QString &text) { partials.push_back(text); };
         service.onInterruption = [this] { ++interruptions; };
     }
-    void stream()
-    {
-        ASSERT_TRUE(
-            service.beginStreaming(recognizerFormat, [this](AudioBuffer b) { streamed.push_back(b.samples.front()); }));
-    }
     void change(AudioFormat next)
     {
         engine.change(next);
@@ -70,7 +65,8 @@ TEST(SpeechServiceCapture, ConverterIsReusedUntilTheFormatChanges)
 {
     Fixture f;
     ASSERT_TRUE(f.service.startCapture().result());
-    f.stream();
+    ASSERT_TRUE(
+        f.service.beginStreaming(recognizerFormat, [&](AudioBuffer b) { f.streamed.push_back(b.samples.front()); }));
     f.engine.deliver(buffer(mic48k, 1024, 1));
     f.engine.deliver(buffer(mic48k, 1024, 2));
     EXPECT_EQ(f.converters.made, 1);
@@ -95,7 +91,7 @@ TEST(SpeechServiceCapture, StartFailures)
         SpeechServiceError expected;
     };
     const Case cases[] = {
-        {"the engine does not start", [](Fixture &f) { f.engine.failingStarts = 1; },
+        {"the engine does not start", [](Fixture &f) { f.engine.failsToStart = true; },
             {SpeechServiceError::engineFailed, QStringLiteral("device busy")}},
         // Started, but nothing is ever heard: the microphone is not live.
         {"never heard", [](Fixture &f) { f.engine.isSilent = true; }, {SpeechServiceError::noInput, {}}},
@@ -129,33 +125,25 @@ TEST(SpeechServiceCapture, NothingIsReportedAfterACancel)
 
 TEST(SpeechServiceCapture, EachRecordingStopsOnlyItsOwnStream)
 {
-    SimulatedAudioEngine shared;
-    shared.makesStreams = true;
-    TaggingConverters converters;
-    ScriptedRecognizers recognizers;
-    ManualClock clock;
-    const SpeechService::Environment environment{shared, converters, recognizers, recognizers, clock};
+    // The fixture's own service shares the engine; these two make a stream each.
+    Fixture f;
+    f.engine.makesStreams = true;
+    const SpeechService::Environment environment{f.engine, f.converters, f.recognizers, f.recognizers, f.clock};
     SpeechService first(environment);
     ASSERT_TRUE(first.startCapture().result());
     SpeechService second(environment);
     ASSERT_TRUE(second.startCapture().result());
-    ASSERT_EQ(shared.streams.size(), 2u);
+    ASSERT_EQ(f.engine.streams.size(), 2u);
     // The first recording's cancel comes late, after the second one started.
     first.cancel().waitForFinished();
-    EXPECT_FALSE(shared.streams[0]->running);
-    EXPECT_TRUE(shared.streams[1]->running);
-    EXPECT_TRUE(shared.streams[1]->tapFormat);
-    EXPECT_FALSE(shared.running);
+    EXPECT_FALSE(f.engine.streams[0]->running);
+    EXPECT_TRUE(f.engine.streams[1]->running);
+    EXPECT_TRUE(f.engine.streams[1]->tapFormat);
+    EXPECT_FALSE(f.engine.running);
 }
 
 TEST(SpeechServiceCapture, DeviceChanges)
 {
-    auto formatChanges = [](int count) {
-        return [count](Fixture &f) {
-            for (int i = 0; i < count; ++i)
-                f.change(i % 2 == 0 ? mic44k : mic48k);
-        };
-    };
     struct Case {
         const char *name;
         std::function<void(Fixture &)> act;
@@ -165,7 +153,12 @@ TEST(SpeechServiceCapture, DeviceChanges)
     };
     const Case cases[] = {
         {"new format reinstalls the tap", [](Fixture &f) { f.change(mic44k); }, 2, 0, mic44k},
-        {"the ninth change gives up", formatChanges(9), 9, 1, std::nullopt},
+        {"the ninth change gives up",
+            [](Fixture &f) {
+                for (int i = 0; i < 9; ++i)
+                    f.change(i % 2 == 0 ? mic44k : mic48k);
+            },
+            9, 1, std::nullopt},
         {"input comes back within the retries",
             [](Fixture &f) {
                 f.change(AudioFormat{0, 0});
@@ -188,8 +181,6 @@ TEST(SpeechServiceCapture, DeviceChanges)
         EXPECT_EQ(f.service.isStopped(), c.interruptions > 0);
     }
 }
-
-using Result = SpeechRecognizer::Result;
 
 TEST(SpeechServiceRecognition, AssemblesTheTranscript)
 {
