@@ -1,6 +1,5 @@
 #pragma once
 
-#include "FakeAccessibilityAccess.h"
 #include "FakeAccessibilityTree.h"
 #include "FakeDesktop.h"
 #include "FakeJapaneseTokenizer.h"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/AccessibilityAccess.h"
 #include "platform/AccessibilityTree.h"
 
 #include <atomic>
@@ -24,8 +25,8 @@ public:
         = Application{4242, QStringLiteral("org.gnome.gedit"), QStringLiteral("gedit")};
     std::optional<Element> window = Element {};
     std::optional<Element> focused = Element {};
-    // The last range asked of stringForRange.
-    mutable std::optional<AccessibleElement::Range> askedRange;
+    // The last range asked of stringForRange, as location and length.
+    mutable std::optional<std::pair<qint64, qint64>> askedRange;
     // So many reads of the focused element go unanswered (a stalled call) before it answers again.
     mutable std::atomic<int> unansweredFocusReads{0};
 
@@ -75,7 +76,7 @@ private:
         std::optional<Range> selectedTextRange() const override { return element.selectedTextRange; }
         std::optional<QString> stringForRange(Range range) const override
         {
-            tree.askedRange = range;
+            tree.askedRange = std::pair(range.location, range.length);
             if (!element.answersRanges || !element.value)
                 return std::nullopt;
             return element.value->mid(range.location, range.length);
@@ -100,4 +101,14 @@ private:
             return nullptr;
         return std::make_unique<Node>(*this, *(this->*which));
     }
+};
+
+// Accessibility that is on unless a test turns it off; counts the requests to turn it on.
+class FakeAccessibilityAccess final : public AccessibilityAccess
+{
+public:
+    std::atomic<bool> enabled = true;
+    std::atomic<int> requests = 0;
+    bool isEnabled() const override { return enabled; }
+    void requestEnable() override { ++requests; }
 };

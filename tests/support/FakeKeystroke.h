@@ -11,7 +11,6 @@
 class FakeKeystroke final : public Keystroke
 {
 public:
-    std::atomic<bool> available = true;
     // The keys cannot be sent although the injector is there (the X connection broke).
     std::atomic<bool> fails = false;
     std::vector<bool> sent;
@@ -19,10 +18,10 @@ public:
     // Played by the user while the paste waits for the modifiers: true while they stay held.
     std::atomic<bool> modifiersHeld = false;
     std::function<void()> duringModifierWait;
-    // What the injector says it lacks when it is not available.
+    // What the injector says it lacks; available while this is empty.
     QString missing;
-    bool isAvailable() const override { return available; }
-    QString unavailableReason() const override { return available ? QString() : missing; }
+    bool isAvailable() const override { return missing.isEmpty(); }
+    QString unavailableReason() const override { return missing; }
     bool waitForModifierRelease() override
     {
         if (duringModifierWait)

@@ -9,7 +9,8 @@
 class FakePasteboard final : public Pasteboard
 {
 public:
-    QList<PasteboardItem> contents {PasteboardItem {{{QStringLiteral("text/html"), "<b>mine</b>"}, {QStringLiteral("text/plain"), "mine"}}}};
+    QList<PasteboardItem> contents {
+        PasteboardItem {{{QStringLiteral("text/html"), "<b>mine</b>"}, {QStringLiteral("text/plain"), "mine"}}}};
     quint64 changes = 7;
 
     QList<PasteboardItem> items() const override
@@ -17,17 +18,10 @@ public:
         std::scoped_lock guard(lock);
         return contents;
     }
-    void clearContents() override
-    {
-        std::scoped_lock guard(lock);
-        contents.clear();
-        ++changes;
-    }
+    void clearContents() override { writeItems({}); }
     void setString(const QString &text) override
     {
-        std::scoped_lock guard(lock);
-        contents = {PasteboardItem {{{QStringLiteral("text/plain"), text.toUtf8()}}}};
-        ++changes;
+        writeItems({PasteboardItem {{{QStringLiteral("text/plain"), text.toUtf8()}}}});
     }
     void writeItems(const QList<PasteboardItem> &items) override
     {

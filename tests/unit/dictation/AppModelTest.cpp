@@ -4,8 +4,6 @@
 #include "core/TaskPools.h"
 #include "store/HistoryPersistence.h"
 
-#include <QTemporaryDir>
-
 #include <gtest/gtest.h>
 
 #include <future>
@@ -165,7 +163,6 @@ TEST(AppModel, Dictations)
             Kind::success, QStringLiteral("入力を送信しました（成否は未確認）"), {}, 1, both},
         {"no injector reaches the window: its own reason", {},
             [](Fixture &f) {
-                f.keystroke.available = false;
                 f.keystroke.missing = QStringLiteral("/dev/uinput がありません");
                 f.dictate();
             },
@@ -215,24 +212,21 @@ TEST(AppModel, LateStepsOfAnAbandonedRecordingChangeNothing)
 
 TEST(AppModel, ClearDuringTheLaunchLoadWins)
 {
-    QTemporaryDir folder;
-    const QString file = folder.filePath(QStringLiteral("history.json"));
+    Fixture f;
+    const QString file = f.folder.filePath(QStringLiteral("stored.json"));
     RippletHistory stored;
     stored.add(HistoryItem{QUuid::createUuid(), 1, QStringLiteral("gedit"), QStringLiteral("a"), QStringLiteral("a")}, 10);
     HistoryPersistence(file).persist(stored).waitForFinished();
-    {
-        Fixture f;
-        HistoryPersistence slow(file);
-        // A fresh model loads the file unless the history changed first.
-        AppModel loaded(f.environment(slow));
-        EXPECT_TRUE(waitFor([&] { return loaded.history() == stored; }));
-        AppModel cleared(f.environment(slow));
-        cleared.clearHistory();
-        slow.load().waitForFinished();
-        QCoreApplication::processEvents();
-        EXPECT_TRUE(cleared.history().items.isEmpty());
-        EXPECT_EQ(slow.load().result().items.size(), 0);
-    }
+    HistoryPersistence slow(file);
+    // A fresh model loads the file unless the history changed first.
+    AppModel loaded(f.environment(slow));
+    EXPECT_TRUE(waitFor([&] { return loaded.history() == stored; }));
+    AppModel cleared(f.environment(slow));
+    cleared.clearHistory();
+    slow.load().waitForFinished();
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(cleared.history().items.isEmpty());
+    EXPECT_EQ(slow.load().result().items.size(), 0);
 }
 
 TEST(AppModel, SettingsChanges)

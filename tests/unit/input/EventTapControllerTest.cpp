@@ -65,10 +65,9 @@ TEST(EventTapController, ARestartForgetsHeldKeys)
 {
     ObservedHotkey observed(HotkeyChoice::rightOption);
     FakeKeySource &source = observed.source;
-    EventTapController &controller = observed.controller;
     source.handler({down, 300, 0, second});
     source.handler({flags, 0, 0x40, second});
-    controller.start();
+    observed.controller.start();
     EXPECT_EQ(source.stops, 1);
     source.handler({flags, 0, 0, 2 * second});
     source.handler({flags, 0, 0x40, 3 * second});

@@ -1,13 +1,10 @@
 #include "input/PasteService.h"
-#include "FakeAccessibilityAccess.h"
 #include "FakeAccessibilityTree.h"
 #include "FakeKeystroke.h"
 #include "FakePasteboard.h"
 #include "ManualClock.h"
 #include "input/AccessibilityServices.h"
 #include "input/TerminalPolicy.h"
-#include "platform/AccessibilityAccess.h"
-#include "platform/Keystroke.h"
 #include "platform/Pasteboard.h"
 
 #include <QCoreApplication>
@@ -33,23 +30,17 @@ struct Fixture {
     std::shared_ptr<std::atomic<bool>> cancelled = std::make_shared<std::atomic<bool>>(false);
     PasteService::Environment environment {tree, access, pasteboard, keystroke, clock};
 
-    InputTarget target() { return AccessibilityServices::captureContext(tree, false)->target; }
-
-    struct Result {
-        std::expected<PasteOutcome, PasteError> value;
-        Clock::Duration waited;
-    };
     // Runs before each wait of the paste ends, with the number of the wait.
     std::function<void(int)> beforePoll;
 
-    // Runs the paste on this thread's event loop and moves the clock by one poll whenever the paste
-    // waits on it.
-    Result run(const QString &text, const InputTarget &expected, double restoreDelay)
+    // Runs the paste of "Hello" on this thread's event loop and moves the clock by one poll whenever
+    // the paste waits on it.
+    std::expected<PasteOutcome, PasteError> run(const InputTarget &expected, double restoreDelay)
     {
         std::optional<std::expected<PasteOutcome, PasteError>> result;
         const QCoro::Task<> pasting = [&]() -> QCoro::Task<> {
             const QCoro::Task<std::expected<PasteOutcome, PasteError>> paste
-                = PasteService::paste(text, expected, restoreDelay, environment, &context, cancelled);
+                = PasteService::paste(u"Hello"_s, expected, restoreDelay, environment, &context, cancelled);
             result = co_await paste;
         }();
         int waits = 0;
@@ -61,59 +52,15 @@ struct Fixture {
                 beforePoll(++waits);
             clock.advance(50ms);
         }
-        return {*result, clock.now()};
+        return *result;
     }
 };
 
-const QList<PasteboardItem> usersClipboard {
-    PasteboardItem {{{u"text/html"_s, "<b>mine</b>"}, {u"text/plain"_s, "mine"}}}};
+const QList<PasteboardItem> usersClipboard = FakePasteboard().contents;
 const QList<PasteboardItem> dictation {PasteboardItem {{{u"text/plain"_s, "Hello"}}}};
 
-TEST(PasteService, RefusalsLeaveTheClipboardAlone)
-{
-    struct Case {
-        const char *name;
-        std::function<void(Fixture &, InputTarget &)> arrange;
-        PasteError error;
-        int enableRequests;
-    };
-    const Case cases[] = {
-        {"accessibility off", [](Fixture &f, InputTarget &) { f.access.enabled = false; }, PasteError::notTrusted, 1},
-        {"password field, checked before the focus",
-            [](Fixture &f, InputTarget &t) {
-                t.isSecure = true;
-                f.tree.focused->hash = 99;
-            },
-            PasteError::secureField, 0},
-        {"focus moved to another field", [](Fixture &f, InputTarget &) { f.tree.focused->hash = 99; },
-            PasteError::targetChanged, 0},
-        {"another window of the application, with the same title",
-            [](Fixture &f, InputTarget &) { f.tree.application->windowIdentifier = 0x3c00002; },
-            PasteError::targetChanged, 0},
-        {"no field read at the press, a password field now",
-            [](Fixture &f, InputTarget &t) {
-                t = InputTarget{t.processIdentifier, t.bundleIdentifier, t.windowTitle, {}, {}, 0, false,
-                    t.windowIdentifier};
-                f.tree.focused->role = AccessibilityServices::secureFieldRole;
-            },
-            PasteError::targetChanged, 0},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.name);
-        Fixture f;
-        InputTarget expected = f.target();
-        c.arrange(f, expected);
-        const auto result = f.run(u"Hello"_s, expected, 1.0);
-        EXPECT_EQ(result.value, std::unexpected(c.error));
-        EXPECT_EQ(f.pasteboard.contents, usersClipboard);
-        EXPECT_EQ(f.pasteboard.changes, 7u);
-        EXPECT_TRUE(f.keystroke.sent.empty());
-        EXPECT_EQ(f.access.requests, c.enableRequests);
-    }
-}
-
-// After the clipboard was written: refusals right before the keys go out, and what the paste could
-// see of its text.
+// Refusals before the clipboard is written, refusals right before the keys go out, and what the
+// paste could see of its text.
 TEST(PasteService, Outcomes)
 {
     struct Case {
@@ -123,7 +70,8 @@ TEST(PasteService, Outcomes)
         Clock::Duration waited;
         // The shortcuts sent, true for the terminal's.
         std::vector<bool> sent;
-        QList<PasteboardItem> clipboardAfter;
+        // Nothing when the clipboard is never written.
+        std::optional<QList<PasteboardItem>> clipboardAfter;
         double restoreDelay = 1.0;
         // What changes between the press and the paste.
         std::function<void(Fixture &)> afterPress = [](Fixture &) {};
@@ -135,7 +83,21 @@ TEST(PasteService, Outcomes)
         f.tree.focused->selectedTextRange = AccessibleElement::Range{caret, 0};
         f.tree.setFocusedValue(text);
     };
+    const auto nothing = [](Fixture &) {};
+    const auto moveFocus = [](Fixture &f) { f.tree.focused->hash = 99; };
+    const auto makeSecure = [](Fixture &f) { f.tree.focused->role = AccessibilityServices::secureFieldRole; };
     const Case cases[] = {
+        {"accessibility off", [](Fixture &f) { f.access.enabled = false; }, std::unexpected(PasteError::notTrusted),
+            0ms, {}, std::nullopt},
+        {"password field, checked before the focus", makeSecure, std::unexpected(PasteError::secureField), 0ms, {},
+            std::nullopt, 1.0, moveFocus},
+        {"focus moved to another field", nothing, std::unexpected(PasteError::targetChanged), 0ms, {}, std::nullopt,
+            1.0, moveFocus},
+        {"another window of the application, with the same title", nothing,
+            std::unexpected(PasteError::targetChanged), 0ms, {}, std::nullopt, 1.0,
+            [](Fixture &f) { f.tree.application->windowIdentifier = 0x3c00002; }},
+        {"no field read at the press, a password field now", [](Fixture &f) { f.tree.unansweredFocusReads = 1; },
+            std::unexpected(PasteError::targetChanged), 0ms, {}, std::nullopt, 1.0, makeSecure},
         {"focus moved while the modifiers were released",
             [](Fixture &f) {
                 f.keystroke.duringModifierWait = [&f] {
@@ -218,9 +180,9 @@ TEST(PasteService, Outcomes)
             PasteOutcome::unchecked, 0ms, {true}, dictation},
         {"field unanswered at the press: sent to the same window, unchecked",
             [](Fixture &f) { f.tree.unansweredFocusReads = 1; }, PasteOutcome::unchecked, 0ms, {false}, dictation},
-        {"field not found again before the paste: sent to the same window, unchecked", [](Fixture &) {},
+        {"field not found again before the paste: sent to the same window, unchecked", nothing,
             PasteOutcome::unchecked, 0ms, {false}, dictation, 1.0, [](Fixture &f) { f.tree.unansweredFocusReads = 2; }},
-        {"the field's role unread before the paste: still the field, its text unread", [](Fixture &) {},
+        {"the field's role unread before the paste: still the field, its text unread", nothing,
             PasteOutcome::unconfirmed, 1050ms, {false}, dictation, 1.0,
             [](Fixture &f) { f.tree.focused->role.reset(); }},
     };
@@ -228,13 +190,14 @@ TEST(PasteService, Outcomes)
         SCOPED_TRACE(c.name);
         Fixture f;
         c.arrange(f);
-        const InputTarget expected = f.target();
+        const InputTarget expected = AccessibilityServices::captureContext(f.tree, false)->target;
         c.afterPress(f);
-        const auto result = f.run(u"Hello"_s, expected, c.restoreDelay);
-        EXPECT_EQ(result.value, c.result);
-        EXPECT_EQ(result.waited, c.waited);
+        EXPECT_EQ(f.run(expected, c.restoreDelay), c.result);
+        EXPECT_EQ(f.clock.now(), c.waited);
         EXPECT_EQ(f.keystroke.sent, c.sent);
-        EXPECT_EQ(f.pasteboard.contents, c.clipboardAfter);
+        EXPECT_EQ(f.pasteboard.contents, c.clipboardAfter.value_or(usersClipboard));
+        EXPECT_EQ(f.pasteboard.changes == 7, !c.clipboardAfter);
+        EXPECT_EQ(f.access.requests, f.access.enabled ? 0 : 1);
     }
 }
 

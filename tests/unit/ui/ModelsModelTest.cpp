@@ -59,10 +59,13 @@ TEST(ModelsModel, DownloadsEndInstalled)
 
     m.downloadSpeechModel(1);
     m.downloadLanguageModel();
+    // A download's progress goes once its worker has returned; the fixture's services go after that.
     EXPECT_TRUE(waitFor([&] {
-        return row(m, 1).value(QStringLiteral("isInstalled")).toBool()
-            && m.languageModel().value(QStringLiteral("isInstalled")).toBool();
+        return row(m, 1).value(QStringLiteral("progress")).toDouble() < 0
+            && m.languageModel().value(QStringLiteral("progress")).toDouble() < 0;
     }));
+    EXPECT_TRUE(row(m, 1).value(QStringLiteral("isInstalled")).toBool());
+    EXPECT_TRUE(m.languageModel().value(QStringLiteral("isInstalled")).toBool());
 }
 
 } // namespace
