@@ -174,6 +174,10 @@
         <source>所定の場所に置けません</source>
         <translation>Cannot put it in place</translation>
     </message>
+    <message>
+        <source>ダウンロードを中断しました</source>
+        <translation>the download was stopped</translation>
+    </message>
 </context>
 <context>
     <name>LanguageModel</name>

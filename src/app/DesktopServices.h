@@ -41,6 +41,7 @@ public:
     // Reports the progress of model downloads.
     SpeechAssetManager &assets() { return engines.assets; }
     const SpeechModelStore &modelStore() const { return engines.modelStore; }
+    void stopDownloads() { engines.modelStore.stopDownloads(); }
     UpdateFeed &updateFeed() { return feed; }
 
     // True in a Wayland session (the key source and the injector then use device files).

@@ -157,8 +157,9 @@ int main(int argc, char *argv[])
     }
     const int exitCode = QApplication::exec();
     opener.releaseWindows();
-    // Reads, keystrokes and recordings still running on the pools use the services above: they end
-    // (each is bounded) before those services and the program's static objects go.
+    services.stopDownloads();
+    // Reads, keystrokes, recordings and stopped downloads still running on the pools use the services
+    // above: they end (each is bounded) before those services and the program's static objects go.
     TaskPools::shortWork().waitForDone(5000);
     TaskPools::longWork().waitForDone(5000);
     return exitCode;

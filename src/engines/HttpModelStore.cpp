@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QTimer>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -166,6 +167,12 @@ std::expected<void, QString> HttpModelStore::download(
     QObject::connect(reply, &QNetworkReply::readyRead, save);
     QEventLoop loop;
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    QTimer stopCheck;
+    QObject::connect(&stopCheck, &QTimer::timeout, reply, [&] {
+        if (isStopping && reply->isRunning())
+            reply->abort();
+    });
+    stopCheck.start(100);
     loop.exec();
     // What arrived before a broken connection is kept for the next attempt.
     if (reply->bytesAvailable() > 0)
@@ -180,6 +187,9 @@ std::expected<void, QString> HttpModelStore::download(
     part.close();
     if (!writeError.isEmpty())
         return std::unexpected(failure(file, writeError));
+    if (isStopping)
+        return std::unexpected(
+            failure(file, QCoreApplication::translate("HttpModelStore", "ダウンロードを中断しました")));
     if (status >= 400)
         return std::unexpected(failure(file, QStringLiteral("HTTP %1").arg(status)));
     if (networkError != QNetworkReply::NoError)

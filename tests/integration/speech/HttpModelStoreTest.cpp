@@ -1,9 +1,12 @@
 #include "engines/HttpModelStore.h"
 #include "LoopbackServer.h"
 #include "TestFiles.h"
+#include "WaitFor.h"
 
 #include <QFile>
 #include <QTemporaryDir>
+
+#include <future>
 
 #include <gtest/gtest.h>
 
@@ -11,8 +14,8 @@ namespace {
 
 // What the model server answers depends on the path: /file serves the body (honouring a Range
 // request), /cut stops half way the first time it is asked and serves the rest (with Range) the next
-// time, /corrupt serves the body with one byte changed, /error answers 500.
-LoopbackServer::Reply modelServer(const QByteArray &body, const LoopbackServer::Request &request)
+// time, /corrupt serves the body with one byte changed, /error answers 500, /stall never answers.
+std::optional<LoopbackServer::Reply> modelServer(const QByteArray &body, const LoopbackServer::Request &request)
 {
     const qint64 from = request.header("range").mid(6).split('-').first().toLongLong();
     LoopbackServer::Reply reply{body.mid(from), from > 0 ? "206 Partial Content" : "200 OK", std::nullopt};
@@ -22,6 +25,8 @@ LoopbackServer::Reply modelServer(const QByteArray &body, const LoopbackServer::
         reply.body[reply.body.size() / 2] = char(reply.body[reply.body.size() / 2] ^ 0x5a);
     else if (request.path == "/cut" && from == 0)
         reply.cutAt = reply.body.size() / 2;
+    else if (request.path == "/stall")
+        return std::nullopt;
     return reply;
 }
 
@@ -79,6 +84,19 @@ TEST(HttpModelStore, FailuresNeverLeaveAFileInPlace)
         EXPECT_FALSE(QFile::exists(f.store.pathOf(f.file)));
         EXPECT_EQ(f.store.missingFiles({f.file}).value().size(), 1u);
     }
+}
+
+TEST(HttpModelStore, StoppingEndsAStalledDownloadAndRefusesNewOnes)
+{
+    Fixture f;
+    std::future<std::expected<void, QString>> stalled
+        = std::async(std::launch::async, [&f] { return f.download("/stall"); });
+    ASSERT_TRUE(waitFor([&] { return !f.server.requests.isEmpty(); }));
+    f.store.stopDownloads();
+    ASSERT_TRUE(waitFor([&] { return stalled.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+    EXPECT_FALSE(stalled.get());
+    EXPECT_FALSE(f.download("/file"));
+    EXPECT_FALSE(QFile::exists(f.store.pathOf(f.file)));
 }
 
 } // namespace
