@@ -140,7 +140,8 @@ TEST(Cli, NewKeysSignAnUpdateFeedTheApplicationAccepts)
     const QString secret = cli.home.filePath(QStringLiteral("secret"));
     const CliRun keys = cli(words("update-feed --new-keys %1", {secret}));
     ASSERT_EQ(keys.exitCode, 0);
-    EXPECT_EQ(QFile(secret).permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther), QFileDevice::Permissions());
+    EXPECT_EQ(
+        QFile(secret).permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther), QFileDevice::Permissions());
     // An existing key is never overwritten.
     EXPECT_EQ(cli(words("update-feed --new-keys %1", {secret})).exitCode, 2);
 
@@ -148,7 +149,8 @@ TEST(Cli, NewKeysSignAnUpdateFeedTheApplicationAccepts)
         R"({"version": "0.2.0", "page": "https://example.org/sorawen", "notes": ""})");
     ASSERT_EQ(signedFeed.exitCode, 0);
     const QString document = cli.write("feed.json", signedFeed.out);
-    const CliRun accepted = cli(words("update-feed --check %1 --public-key %2", {document, QString::fromLatin1(keys.out.trimmed())}));
+    const CliRun accepted
+        = cli(words("update-feed --check %1 --public-key %2", {document, QString::fromLatin1(keys.out.trimmed())}));
     EXPECT_EQ(accepted.exitCode, 0);
     EXPECT_EQ(accepted.out, "0.2.0 https://example.org/sorawen\n");
 }

@@ -126,13 +126,6 @@ TEST(LlamaLanguageModel, TextReadOrQuotedNeverBecomesTurnMarks)
     }
 }
 
-template<typename T>
-T resultOf(const QFuture<T> &future)
-{
-    EXPECT_TRUE(waitFor([&] { return future.isFinished(); }, 30000));
-    return future.result();
-}
-
 // A rewrite cut by the limit leaves the pool whichever step it is in; here the prepared session is
 // still reading its instructions when the limit strikes.
 TEST(LlamaLanguageModel, ThroughTheServiceTheLimitHoldsWhileThePreparedSessionStillReads)
@@ -143,12 +136,13 @@ TEST(LlamaLanguageModel, ThroughTheServiceTheLimitHoldsWhileThePreparedSessionSt
     // About 2 s of reading on this model on two cores: four times the limit.
     const QString longInstructions
         = baseInstructions + QStringLiteral("\n") + QStringLiteral("quoted text ").repeated(140);
-    resultOf(service.prepare(longInstructions, 3).then([] { return 0; }));
+    service.prepare(longInstructions, 3).waitForFinished();
     const Clock::Duration start = clock.now();
-    const PolishingOutcome::Value outcome
-        = resultOf(service.polish(QStringLiteral("we meet at noon"), longInstructions, RecognitionLanguage::english, 3, 0.5));
+    const QFuture<PolishingOutcome::Value> outcome
+        = service.polish(QStringLiteral("we meet at noon"), longInstructions, RecognitionLanguage::english, 3, 0.5);
+    ASSERT_TRUE(waitFor([&] { return outcome.isFinished(); }, 30000));
     const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(clock.now() - start);
-    EXPECT_EQ(outcome, PolishingOutcome::Value(PolishingOutcome::TimedOut{}));
+    EXPECT_EQ(outcome.result(), PolishingOutcome::Value(PolishingOutcome::TimedOut{}));
     // A generous margin: the point is that the reading (seconds) is not waited for.
     EXPECT_LT(waited.count(), 1500);
     EXPECT_TRUE(QThreadPool::globalInstance()->waitForDone(5000));

@@ -53,7 +53,8 @@ TEST(RippletHistory, UnreadableDataGivesAnEmptyHistory)
         {"absent", std::nullopt},
         {"truncated", good.left(good.size() / 2)},
         // One damaged item makes the whole file unreadable, not just that item.
-        {"the second of two items lacks polishedText", QByteArray(good).replace(good.lastIndexOf("\"polishedText\""), 2, "\"x")},
+        {"the second of two items lacks polishedText",
+            QByteArray(good).replace(good.lastIndexOf("\"polishedText\""), 2, "\"x")},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
