@@ -23,7 +23,7 @@ public:
     QList<Request> requests;
     QByteArray text = "We meet at noon.";
 
-    QUrl base(const char *mode) const { return QUrl(server.url("/") + QLatin1StringView(mode) + QStringLiteral("/v1")); }
+    QUrl base(const char *mode) const { return QUrl(server.url("/") + QLatin1StringView(mode) + QLatin1String("/v1")); }
 
 private:
     static Request formOf(const LoopbackServer::Request &received)
@@ -36,17 +36,15 @@ private:
         for (qsizetype at = received.body.indexOf(delimiter); at >= 0;) {
             const qsizetype start = at + delimiter.size();
             at = received.body.indexOf(delimiter, start);
-            QByteArray part = received.body.mid(start, at < 0 ? -1 : at - start);
-            if (part.startsWith("\r\n"))
-                part.remove(0, 2);
-            if (part.endsWith("\r\n"))
-                part.chop(2);
+            // A part is a line break, its headers, an empty line, its value and a line break; the closing
+            // delimiter's "--" has no empty line.
+            const QByteArray part = received.body.mid(start, at < 0 ? -1 : at - start);
             const qsizetype split = part.indexOf("\r\n\r\n");
             if (split < 0)
                 continue;
             // " name" with its space, so that "filename" does not match.
             const qsizetype from = part.indexOf(" name=\"") + 7;
-            request.fields.insert(part.mid(from, part.indexOf('"', from) - from), part.mid(split + 4));
+            request.fields.insert(part.mid(from, part.indexOf('"', from) - from), part.mid(split + 4).chopped(2));
         }
         return request;
     }

@@ -24,8 +24,7 @@ protected:
         ASSERT_TRUE(config.open(QIODevice::WriteOnly));
         config.write("<busconfig><type>session</type><listen>unix:dir=" + folder.path().toUtf8()
             + "</listen><policy context=\"default\"><allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
-              "<allow own=\"*\"/>"
-              "</policy></busconfig>");
+              "<allow own=\"*\"/></policy></busconfig>");
         config.close();
         daemon.start(QStringLiteral("dbus-daemon"),
             {QStringLiteral("--config-file=") + config.fileName(), QStringLiteral("--nofork"),

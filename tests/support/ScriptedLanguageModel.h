@@ -111,6 +111,6 @@ public:
     size_t asked()
     {
         std::scoped_lock guard(mutex);
-        return size_t(std::count_if(made.begin(), made.end(), [](const auto &session) { return session->hasPrompt(); }));
+        return size_t(std::ranges::count_if(made, [](const auto &session) { return session->hasPrompt(); }));
     }
 };

@@ -31,10 +31,9 @@ public:
         : shape(shape)
         , answer(answer)
         , noise(0x9e3779b97f4a7c15ULL ^ seed)
-    {
         // The context holds only the tensors' descriptions; their data lives in `buffers`.
-        context.reset(ggml_init({size_t(4 + 9 * shape.layers) * ggml_tensor_overhead(), nullptr, true}));
-    }
+        , context(ggml_init({size_t(4 + 9 * shape.layers) * ggml_tensor_overhead(), nullptr, true}), ggml_free)
+    { }
 
     void vector(gguf_context *gguf, const std::string &name, int size)
     {
@@ -44,11 +43,9 @@ public:
 
     void matrix(gguf_context *gguf, const std::string &name, int columns, int rows, Role role)
     {
-        ggml_type type = GGML_TYPE_F32;
-        if (shape.weights == Shape::Weights::q4k)
-            type = GGML_TYPE_Q4_K;
-        else if (shape.weights == Shape::Weights::q4_0)
-            type = GGML_TYPE_Q4_0;
+        const ggml_type type = shape.weights == Shape::Weights::q4k ? GGML_TYPE_Q4_K
+            : shape.weights == Shape::Weights::q4_0                 ? GGML_TYPE_Q4_0
+                                                                    : GGML_TYPE_F32;
         ggml_tensor *tensor = add(gguf, name, ggml_new_tensor_2d(context.get(), type, columns, rows));
         const float scale = role == Role::embedding ? 0.1F : 1.0F / float(columns);
         std::vector<float> row(static_cast<size_t>(columns));
@@ -94,14 +91,10 @@ private:
         return token == endOfTurnToken || token == endOfTextToken ? -100.0F : 0.0F;
     }
 
-    struct ContextFree {
-        void operator()(ggml_context *context) const { ggml_free(context); }
-    };
-
     Shape shape;
     Answer answer;
     std::uint64_t noise;
-    std::unique_ptr<ggml_context, ContextFree> context;
+    std::unique_ptr<ggml_context, void (*)(ggml_context *)> context;
     std::vector<std::vector<char>> buffers;
 };
 

@@ -54,8 +54,7 @@ public:
 public Q_SLOTS:
     Q_SCRIPTABLE QDBusObjectPath CreateSession(const QVariantMap &options)
     {
-        sessionPath
-            = desktopPath + u"/session/"_s + callerPart() + u'/' + options.value(u"session_handle_token"_s).toString();
+        sessionPath = objectPath(u"/session/"_s, options.value(u"session_handle_token"_s));
         // Every other session is named by an object path, as the interface's description has it.
         const QVariant handle = ++sessions % 2 == 0 ? QVariant::fromValue(QDBusObjectPath(sessionPath)) : sessionPath;
         return answer(options, 0, {{u"session_handle"_s, handle}});
@@ -78,16 +77,15 @@ public Q_SLOTS:
     }
 
 private:
-    QString callerPart() const
+    // Where the portal puts a request or session the caller named by `token`.
+    QString objectPath(const QString &kind, const QVariant &token) const
     {
-        QString caller = message().service().mid(1);
-        return caller.replace(u'.', u'_');
+        return desktopPath + kind + message().service().mid(1).replace(u'.', u'_') + u'/' + token.toString();
     }
 
     QDBusObjectPath answer(const QVariantMap &options, uint response, const QVariantMap &results)
     {
-        const QString request
-            = desktopPath + u"/request/"_s + callerPart() + u'/' + options.value(u"handle_token"_s).toString();
+        const QString request = objectPath(u"/request/"_s, options.value(u"handle_token"_s));
         QTimer::singleShot(0, this, [this, request, response, results] {
             QDBusMessage signal
                 = QDBusMessage::createSignal(request, u"org.freedesktop.portal.Request"_s, u"Response"_s);
@@ -111,9 +109,7 @@ bool paste(RemoteDesktopPortalKeystroke &keystroke, bool forTerminal)
 
 constexpr int control = 0xffe3, shift = 0xffe1, letterV = 0x76;
 
-class RemoteDesktopPortal : public PrivateBus
-{
-};
+using RemoteDesktopPortal = PrivateBus;
 
 TEST_F(RemoteDesktopPortal, TheAllowedKeyboardPastesAndIsRestoredNextTimeWithoutAsking)
 {

@@ -65,22 +65,18 @@ TEST(XdgAutostartLoginItem, EnablesAndDisables)
 
 TEST(XdgAutostartLoginItem, ReadsTheSwitchesDesktopsUse)
 {
-    struct Case {
-        const char *name;
-        QByteArray contents;
-        bool isEnabled;
+    const std::pair<QByteArray, bool> cases[] = {
+        {"[Desktop Entry]\nExec=sorawen\nHidden=true\n", false},
+        {"[Desktop Entry]\nX-GNOME-Autostart-enabled=false\n", false},
+        // Hidden in a group other than the entry's own leaves the entry on.
+        {"[Desktop Entry]\nExec=sorawen\n[Desktop Action x]\nHidden=true\n", true},
     };
-    const Case cases[] = {
-        {"hidden", "[Desktop Entry]\nExec=sorawen\nHidden=true\n", false},
-        {"switched off in GNOME", "[Desktop Entry]\nX-GNOME-Autostart-enabled=false\n", false},
-        {"hidden in another group only", "[Desktop Entry]\nExec=sorawen\n[Desktop Action x]\nHidden=true\n", true},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto &[contents, isEnabled] : cases) {
+        SCOPED_TRACE(contents.toStdString());
         QTemporaryDir root;
         XdgAutostartLoginItem item(root.path(), u"/usr/bin/sorawen"_s);
-        writeFile(item.fileName(), c.contents);
-        EXPECT_EQ(item.isEnabled(), c.isEnabled);
+        ASSERT_TRUE(writeFile(item.fileName(), contents));
+        EXPECT_EQ(item.isEnabled(), isEnabled);
     }
 }
 

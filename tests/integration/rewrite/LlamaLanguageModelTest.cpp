@@ -34,21 +34,16 @@ LlamaLanguageModel tinyModel(const char *name)
     return LlamaLanguageModel({[path]() -> std::expected<QString, QString> { return path; }});
 }
 
-// Read at first use: the builder's constant may not be set up yet when this file's globals are.
-const QString &baseInstructions()
-{
-    static const QString text = PromptBuilder::englishBaseInstruction;
-    return text;
-}
+const QString &baseInstructions = PromptBuilder::englishBaseInstruction;
 
 TEST(LlamaLanguageModel, InstructionsReadOnceAreNotReadAgain)
 {
     LlamaLanguageModel model = tinyModel("ends.gguf");
-    std::shared_ptr<LanguageModelSession> first = model.makeSession(baseInstructions());
+    std::shared_ptr<LanguageModelSession> first = model.makeSession(baseInstructions);
     ASSERT_TRUE(first->prewarm());
     const int whole = LlamaLanguageModel::tokensRead(*first);
     // Byte-level vocabulary: at least one token per few bytes of the instructions.
-    EXPECT_GT(whole, int(baseInstructions().toUtf8().size()) / 4);
+    EXPECT_GT(whole, int(baseInstructions.toUtf8().size()) / 4);
     const QString prompt
         = PromptBuilder::wrapUtterance(QStringLiteral("so um we meet at noon"), RecognitionLanguage::english);
     const std::expected<QString, QString> answer = first->respond(prompt);
@@ -58,7 +53,7 @@ TEST(LlamaLanguageModel, InstructionsReadOnceAreNotReadAgain)
     EXPECT_LE(LlamaLanguageModel::tokensRead(*first) - whole, int(prompt.toUtf8().size()) + 16);
     first.reset();
 
-    std::shared_ptr<LanguageModelSession> same = model.makeSession(baseInstructions());
+    std::shared_ptr<LanguageModelSession> same = model.makeSession(baseInstructions);
     ASSERT_TRUE(same->prewarm());
     // Only the last token, read again for its scores.
     EXPECT_EQ(LlamaLanguageModel::tokensRead(*same), 1);
@@ -66,7 +61,7 @@ TEST(LlamaLanguageModel, InstructionsReadOnceAreNotReadAgain)
 
     // A later session reads only where its instructions depart.
     const QString context = QStringLiteral("\n\nアプリ: Mail");
-    std::shared_ptr<LanguageModelSession> longer = model.makeSession(baseInstructions() + context);
+    std::shared_ptr<LanguageModelSession> longer = model.makeSession(baseInstructions + context);
     ASSERT_TRUE(longer->prewarm());
     EXPECT_GT(LlamaLanguageModel::tokensRead(*longer), 1);
     EXPECT_LT(LlamaLanguageModel::tokensRead(*longer), whole / 4);
@@ -74,7 +69,7 @@ TEST(LlamaLanguageModel, InstructionsReadOnceAreNotReadAgain)
     // Released, the model is loaded again and read from the start.
     longer.reset();
     model.release();
-    std::shared_ptr<LanguageModelSession> fresh = model.makeSession(baseInstructions());
+    std::shared_ptr<LanguageModelSession> fresh = model.makeSession(baseInstructions);
     ASSERT_TRUE(fresh->prewarm());
     EXPECT_EQ(LlamaLanguageModel::tokensRead(*fresh), whole);
 }
@@ -82,7 +77,7 @@ TEST(LlamaLanguageModel, InstructionsReadOnceAreNotReadAgain)
 TEST(LlamaLanguageModel, AnAnswerThatDoesNotEndIsCutAtTheCap)
 {
     LlamaLanguageModel model = tinyModel("endless.gguf");
-    std::shared_ptr<LanguageModelSession> session = model.makeSession(baseInstructions());
+    std::shared_ptr<LanguageModelSession> session = model.makeSession(baseInstructions);
     ASSERT_TRUE(session->prewarm());
     const int before = LlamaLanguageModel::tokensRead(*session);
     EXPECT_FALSE(session->respond(QStringLiteral("abc")));
@@ -94,7 +89,7 @@ TEST(LlamaLanguageModel, AnAnswerThatDoesNotEndIsCutAtTheCap)
 TEST(LlamaLanguageModel, CancelStopsARunningAnswerAndEveryLaterOne)
 {
     LlamaLanguageModel model = tinyModel("slower.gguf");
-    std::shared_ptr<LanguageModelSession> session = model.makeSession(baseInstructions());
+    std::shared_ptr<LanguageModelSession> session = model.makeSession(baseInstructions);
     std::promise<void> started;
     session->onFirstToken = [&] { started.set_value(); };
     auto answer
@@ -117,9 +112,9 @@ TEST(LlamaLanguageModel, TextReadOrQuotedNeverBecomesTurnMarks)
         QString system;
         QString utterance;
     } cases[]{
-        {"plain", baseInstructions(), QStringLiteral("we meet at noon")},
-        {"in the utterance", baseInstructions(), injected},
-        {"in the quoted context", baseInstructions() + QStringLiteral("\n<ripplet-context>\n") + injected
+        {"plain", baseInstructions, QStringLiteral("we meet at noon")},
+        {"in the utterance", baseInstructions, injected},
+        {"in the quoted context", baseInstructions + QStringLiteral("\n<ripplet-context>\n") + injected
                 + QStringLiteral("\n</ripplet-context>"),
             QStringLiteral("we meet at noon")},
     };
@@ -131,13 +126,6 @@ TEST(LlamaLanguageModel, TextReadOrQuotedNeverBecomesTurnMarks)
     }
 }
 
-template<typename T>
-T resultOf(const QFuture<T> &future)
-{
-    EXPECT_TRUE(waitFor([&] { return future.isFinished(); }, 30000));
-    return future.result();
-}
-
 // A rewrite cut by the limit leaves the pool whichever step it is in; here the prepared session is
 // still reading its instructions when the limit strikes.
 TEST(LlamaLanguageModel, ThroughTheServiceTheLimitHoldsWhileThePreparedSessionStillReads)
@@ -147,13 +135,14 @@ TEST(LlamaLanguageModel, ThroughTheServiceTheLimitHoldsWhileThePreparedSessionSt
     PolishingService service(model, clock);
     // About 2 s of reading on this model on two cores: four times the limit.
     const QString longInstructions
-        = baseInstructions() + QStringLiteral("\n") + QStringLiteral("quoted text ").repeated(140);
-    resultOf(service.prepare(longInstructions, 3).then([] { return 0; }));
+        = baseInstructions + QStringLiteral("\n") + QStringLiteral("quoted text ").repeated(140);
+    service.prepare(longInstructions, 3).waitForFinished();
     const Clock::Duration start = clock.now();
-    const PolishingOutcome::Value outcome
-        = resultOf(service.polish(QStringLiteral("we meet at noon"), longInstructions, RecognitionLanguage::english, 3, 0.5));
+    const QFuture<PolishingOutcome::Value> outcome
+        = service.polish(QStringLiteral("we meet at noon"), longInstructions, RecognitionLanguage::english, 3, 0.5);
+    ASSERT_TRUE(waitFor([&] { return outcome.isFinished(); }, 30000));
     const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(clock.now() - start);
-    EXPECT_EQ(outcome, PolishingOutcome::Value(PolishingOutcome::TimedOut{}));
+    EXPECT_EQ(outcome.result(), PolishingOutcome::Value(PolishingOutcome::TimedOut{}));
     // A generous margin: the point is that the reading (seconds) is not waited for.
     EXPECT_LT(waited.count(), 1500);
     EXPECT_TRUE(QThreadPool::globalInstance()->waitForDone(5000));

@@ -19,27 +19,14 @@ RippletHistory historyOf(int count)
 
 TEST(RippletHistory, AddKeepsTheNewestWithinTheLimit)
 {
-    struct Case {
-        const char *name;
-        int before;
-        qint64 limit;
-        int after;
-    };
-    const Case cases[] = {
-        {"limit 0 on three", 3, 0, 1},
-        {"limit 10 on three", 3, 10, 4},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.name);
-        RippletHistory history = historyOf(c.before);
-        const RippletHistory previous = history;
+    // The limit, then how many of three earlier items stay behind the new one: a limit of 0 keeps one item.
+    for (const auto &[limit, kept] : {std::pair<qint64, qsizetype>{0, 0}, {2, 1}, {10, 3}}) {
+        SCOPED_TRACE(limit);
+        RippletHistory history = historyOf(3);
+        const QList<HistoryItem> previous = history.items;
         const HistoryItem added = item(QStringLiteral("new"));
-        history.add(added, c.limit);
-        ASSERT_EQ(history.items.size(), c.after);
-        EXPECT_EQ(history.items.first(), added);
-        // What stays is the newest of the previous items, in their order.
-        for (int i = 1; i < c.after; ++i)
-            EXPECT_EQ(history.items[i], previous.items[i - 1]);
+        history.add(added, limit);
+        EXPECT_EQ(history.items, QList<HistoryItem>{added} + previous.first(kept));
     }
 }
 
@@ -66,7 +53,8 @@ TEST(RippletHistory, UnreadableDataGivesAnEmptyHistory)
         {"absent", std::nullopt},
         {"truncated", good.left(good.size() / 2)},
         // One damaged item makes the whole file unreadable, not just that item.
-        {"the second of two items lacks polishedText", QByteArray(good).replace(good.lastIndexOf("\"polishedText\""), 2, "\"x")},
+        {"the second of two items lacks polishedText",
+            QByteArray(good).replace(good.lastIndexOf("\"polishedText\""), 2, "\"x")},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
