@@ -27,7 +27,8 @@ constexpr int busTimeoutMilliseconds = 500;
 
 bool isAccessibilityBusEnabled()
 {
-    QDBusMessage get = QDBusMessage::createMethodCall(a11yService, a11yPath, propertiesInterface, QStringLiteral("Get"));
+    QDBusMessage get
+        = QDBusMessage::createMethodCall(a11yService, a11yPath, propertiesInterface, QStringLiteral("Get"));
     get << statusInterface << enabledProperty;
     const QDBusMessage reply = QDBusConnection::sessionBus().call(get, QDBus::Block, busTimeoutMilliseconds);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())

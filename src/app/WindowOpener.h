@@ -12,9 +12,9 @@
 #include <memory>
 #include <optional>
 
-// Opens the settings and first-run windows, and the result of an update check: each is created on first request, kept when the user
-// closes it, and raised again on the next request with its state intact. A window whose maker is
-// not set cannot be opened yet; the request says so on standard output. Main thread only.
+// Opens the settings and first-run windows, and the result of an update check: each is created on first request, kept
+// when the user closes it, and raised again on the next request with its state intact. A window whose maker is not set
+// cannot be opened yet; the request says so on standard output. Main thread only.
 class WindowOpener : public QObject
 {
     Q_OBJECT

@@ -551,8 +551,8 @@ QString AppModel::pasteFailureText(PasteError error) const
 
 PasteService::Environment AppModel::pasteEnvironment() const
 {
-    return PasteService::Environment{
-        environment.accessibility, environment.access, environment.pasteboard, environment.keystroke, environment.clock};
+    return PasteService::Environment{environment.accessibility, environment.access, environment.pasteboard,
+        environment.keystroke, environment.clock};
 }
 
 qint64 AppModel::milliseconds(Clock::Duration duration) const

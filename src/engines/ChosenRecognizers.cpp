@@ -86,7 +86,8 @@ void ChosenRecognizers::prewarm(const QString &localeIdentifier)
         QElapsedTimer timer;
         timer.start();
         if (std::expected<void, QString> warm = WhisperRecognizer::prewarm(options); warm)
-            qCInfo(speechTrace, "loaded the recogniser for %s in %lld ms", qPrintable(localeIdentifier), timer.elapsed());
+            qCInfo(
+                speechTrace, "loaded the recogniser for %s in %lld ms", qPrintable(localeIdentifier), timer.elapsed());
         else
             qCWarning(speechTrace, "could not load the recogniser for %s: %s", qPrintable(localeIdentifier),
                 qPrintable(warm.error()));

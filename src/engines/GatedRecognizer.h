@@ -15,10 +15,10 @@ class VoiceActivity;
 // detector decides what is decoded (SpeechGate), each segment it closes is decoded once and given
 // as a final result, and the segment still open is decoded for the running transcript once the
 // decode before has returned and new speech has come since, at least as much audio after it as came
-// in while it ran (so a slow model shows fewer running results instead of falling behind). The end of input stops a running-transcript decode at once:
-// the finals never wait behind one. A final decode is given the recording's earlier final text.
-// Silence is never decoded, and a stock phrase decoded from little speech is dropped.
-// run() decodes on the thread that calls it; append, finishInput and cancel may come from others.
+// in while it ran (so a slow model shows fewer running results instead of falling behind). The end of input stops a
+// running-transcript decode at once: the finals never wait behind one. A final decode is given the recording's earlier
+// final text. Silence is never decoded, and a stock phrase decoded from little speech is dropped. run() decodes on the
+// thread that calls it; append, finishInput and cancel may come from others.
 class GatedRecognizer : public SpeechRecognizer
 {
 public:

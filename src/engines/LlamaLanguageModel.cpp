@@ -281,7 +281,8 @@ private:
                 return {};
             }
             text.resize(size_t(length));
-            templateParts = {text.substr(0, first), text.substr(first + 2, second - first - 2), text.substr(second + 2)};
+            templateParts
+                = {text.substr(0, first), text.substr(first + 2, second - first - 2), text.substr(second + 2)};
         }
         std::vector<llama_token> tokens = tokenize(templateParts[0], true, true);
         const auto append = [&](const std::string &text, bool isTemplate) {

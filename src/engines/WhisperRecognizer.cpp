@@ -91,10 +91,12 @@ std::vector<whisper_token> tokens(whisper_context *context, const QByteArray &te
 
 // Whisper reads at most half its text context as the prompt and keeps the end of a longer one.
 // The user's words come first, at most half of that; the rest is the end of what was said before.
-std::vector<whisper_token> promptTokens(whisper_context *context, const QByteArray &dictionary, const QByteArray &earlier)
+std::vector<whisper_token> promptTokens(
+    whisper_context *context, const QByteArray &dictionary, const QByteArray &earlier)
 {
     const size_t room = size_t(whisper_n_text_ctx(context) / 2 - 1);
-    std::vector<whisper_token> prompt = dictionary.isEmpty() ? std::vector<whisper_token>() : tokens(context, dictionary);
+    std::vector<whisper_token> prompt
+        = dictionary.isEmpty() ? std::vector<whisper_token>() : tokens(context, dictionary);
     prompt.resize(std::min(prompt.size(), room / 2));
     if (!earlier.isEmpty()) {
         const std::vector<whisper_token> said = tokens(context, earlier);
@@ -430,7 +432,8 @@ std::expected<QString, QString> WhisperRecognizer::decodeWithParakeet(const std:
     parakeet_full_params parameters = parakeet_full_default_params(PARAKEET_SAMPLING_GREEDY);
     parameters.n_threads = EngineModels::threadCount(options.threads);
     parameters.no_context = true;
-    parameters.abort_callback = [](void *recognizer) { return static_cast<WhisperRecognizer *>(recognizer)->shouldStop(); };
+    parameters.abort_callback
+        = [](void *recognizer) { return static_cast<WhisperRecognizer *>(recognizer)->shouldStop(); };
     parameters.abort_callback_user_data = this;
     const int status = parakeet_full_with_state(
         session->parakeet->context(), state, parameters, samples.data(), int(samples.size()));
@@ -485,7 +488,8 @@ std::expected<QString, QString> WhisperRecognizer::decode(
     // makes decoding the open segment again and again affordable.
     const int frames = int(std::ceil(double(samples.size()) / sampleRate * 50.0)) + 16;
     parameters.audio_ctx = std::min(frames, whisper_n_audio_ctx(session->model->context()));
-    parameters.abort_callback = [](void *recognizer) { return static_cast<WhisperRecognizer *>(recognizer)->shouldStop(); };
+    parameters.abort_callback
+        = [](void *recognizer) { return static_cast<WhisperRecognizer *>(recognizer)->shouldStop(); };
     parameters.abort_callback_user_data = this;
 
     const int status

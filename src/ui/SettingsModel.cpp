@@ -105,7 +105,10 @@ QString SettingsModel::updateCaption() const
     const QString host = updater.feedHost();
     if (host.isEmpty())
         return tr("この版には更新の確認先が組み込まれていないため、新しい版は確認しません。");
-    return tr("1日に1回、%1 に新しい版があるかを確認します。確認するときに送るのはアプリの名前と版だけで（どの接続にも含まれる IP アドレスなどは除く）、話した内容や入力した文章は送りません。新しい版があると、トレイのアイコンが下向きの矢印に変わります。")
+    return tr("1日に1回、%1 "
+              "に新しい版があるかを確認します。確認するときに送るのはアプリの名前と版だけで（どの接続にも含まれる IP "
+              "アドレスなどは除く）、話した内容や入力した文章は送りません。新しい版があると、トレイのアイコンが下向きの"
+              "矢印に変わります。")
         .arg(host);
 }
 
@@ -141,7 +144,10 @@ QString SettingsModel::hotkeyNotice() const
     if (canObserve(hotkey.flagMask()))
         return {};
     if (hotkey == HotkeyChoice::function)
-        return tr("fn キーはキーボードの中で処理され、多くのキーボードではパソコンに届かないため、このデスクトップでは検知できません。右 Control か右 Alt を選んでください（右 Alt は配列によっては AltGr として文字の入力に使われます）。");
+        return tr("fn "
+                  "キーはキーボードの中で処理され、多くのキーボードではパソコンに届かないため、このデスクトップでは検知"
+                  "できません。右 Control か右 Alt を選んでください（右 Alt は配列によっては AltGr "
+                  "として文字の入力に使われます）。");
     return tr("このキーはいまのキーボードでは検知できません。右 Control か右 Alt を選んでください（右 Alt は配列によっては AltGr として文字の入力に使われます）。");
 }
 
@@ -231,7 +237,8 @@ double SettingsModel::polishingTimeoutSeconds() const
 
 void SettingsModel::setPolishingTimeoutSeconds(double seconds)
 {
-    change([&](RippletSettings &settings) { settings.polishingTimeoutSeconds = clamped(seconds, polishingTimeoutRange); });
+    change(
+        [&](RippletSettings &settings) { settings.polishingTimeoutSeconds = clamped(seconds, polishingTimeoutRange); });
 }
 
 QString SettingsModel::polishingTimeoutLabel() const
@@ -294,7 +301,8 @@ QVariantList SettingsModel::dictionary() const
 {
     QVariantList entries;
     for (const DictionaryEntry &entry : model.settings().dictionary)
-        entries.append(QVariantMap {{QStringLiteral("spoken"), entry.spoken}, {QStringLiteral("replacement"), entry.replacement}});
+        entries.append(
+            QVariantMap{{QStringLiteral("spoken"), entry.spoken}, {QStringLiteral("replacement"), entry.replacement}});
     return entries;
 }
 
@@ -325,9 +333,10 @@ QVariantList SettingsModel::applicationStyles() const
 {
     QVariantList styles;
     for (const ApplicationStyle &style : model.settings().applicationStyles) {
-        styles.append(QVariantMap {{QStringLiteral("applicationName"), style.applicationName},
+        styles.append(QVariantMap{{QStringLiteral("applicationName"), style.applicationName},
             {QStringLiteral("bundleIdentifier"), style.bundleIdentifier},
-            {QStringLiteral("instruction"), style.instruction}, {QStringLiteral("skipsPolishing"), style.skipsPolishing}});
+            {QStringLiteral("instruction"), style.instruction},
+            {QStringLiteral("skipsPolishing"), style.skipsPolishing}});
     }
     return styles;
 }
@@ -406,8 +415,9 @@ void SettingsModel::copyHistoryItem(int index)
     if (index < 0 || index >= items.size())
         return;
     pasteboard.clearContents();
-    pasteboard.writeItems({PasteboardItem {{{QStringLiteral("text/plain;charset=utf-8"), items[index].polishedText.toUtf8()},
-        {QStringLiteral("text/plain"), items[index].polishedText.toUtf8()}}}});
+    pasteboard.writeItems(
+        {PasteboardItem{{{QStringLiteral("text/plain;charset=utf-8"), items[index].polishedText.toUtf8()},
+            {QStringLiteral("text/plain"), items[index].polishedText.toUtf8()}}}});
 }
 
 void SettingsModel::insertHistoryItem(int index)

@@ -53,8 +53,8 @@ void UpdaterModel::scheduleNextCheck()
     if (!checksAutomatically || feedHost().isEmpty())
         return;
     Clock::Duration delay = startDelay;
-    const QDateTime last = QDateTime::fromString(QString::fromLatin1(defaults.bytes(lastCheckKey).value_or(QByteArray())),
-        Qt::ISODate);
+    const QDateTime last
+        = QDateTime::fromString(QString::fromLatin1(defaults.bytes(lastCheckKey).value_or(QByteArray())), Qt::ISODate);
     if (last.isValid()) {
         const auto since = std::chrono::milliseconds(last.msecsTo(QDateTime::currentDateTimeUtc()));
         delay = std::clamp<Clock::Duration>(checkInterval - since, startDelay, checkInterval);

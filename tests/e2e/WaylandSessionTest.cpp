@@ -36,7 +36,8 @@ QString waylandClipboard()
     QProcess paste;
     paste.start(u"wl-paste"_s, {u"--no-newline"_s});
     const bool finished = waitFor([&] { return paste.state() == QProcess::NotRunning; }, 10000);
-    return finished && paste.exitCode() == 0 ? QString::fromUtf8(paste.readAllStandardOutput()) : u"(wl-paste failed)"_s;
+    return finished && paste.exitCode() == 0 ? QString::fromUtf8(paste.readAllStandardOutput())
+                                             : u"(wl-paste failed)"_s;
 }
 
 // The GTK target of the desktop tests, as an X client of XWayland or as a native Wayland client.

@@ -136,7 +136,8 @@ int runTranscribeCommand(const QStringList &arguments)
         if (std::expected<void, SpeechServiceError> started = service.startCapture().result(); !started) {
             errors << started.error().description() << Qt::endl;
             status = 3;
-        } else if (std::expected<void, SpeechServiceError> prepared = service.prepareAnalyzer(locale, {}).result(); !prepared) {
+        } else if (std::expected<void, SpeechServiceError> prepared = service.prepareAnalyzer(locale, {}).result();
+                   !prepared) {
             errors << prepared.error().description() << Qt::endl;
             status = 3;
         } else {

@@ -19,9 +19,11 @@ int runUpdateFeedCommand(const QStringList &arguments)
     if (const std::optional<QString> path = options->value("new-keys")) {
         const SignedUpdateFeed::Keys keys = SignedUpdateFeed::generateKeys();
         QFile secret(*path);
-        if (keys.secretKey.isEmpty() || !secret.open(QIODevice::NewOnly | QIODevice::WriteOnly, QFileDevice::ReadOwner | QFileDevice::WriteOwner)
+        if (keys.secretKey.isEmpty()
+            || !secret.open(QIODevice::NewOnly | QIODevice::WriteOnly, QFileDevice::ReadOwner | QFileDevice::WriteOwner)
             || secret.write(keys.secretKey.toBase64() + '\n') < 0) {
-            return Cli::usageError(QStringLiteral("cannot write a new secret key to %1: %2").arg(*path, secret.errorString()));
+            return Cli::usageError(
+                QStringLiteral("cannot write a new secret key to %1: %2").arg(*path, secret.errorString()));
         }
         Cli::writeStandardOutput(keys.publicKey.toBase64() + '\n');
         return 0;
@@ -53,8 +55,10 @@ int runUpdateFeedCommand(const QStringList &arguments)
             QTextStream(stderr) << offer.error() << Qt::endl;
             return 1;
         }
-        Cli::writeStandardOutput(QStringLiteral("%1 %2\n").arg(offer->version.toString(), offer->page.toString()).toUtf8());
+        Cli::writeStandardOutput(
+            QStringLiteral("%1 %2\n").arg(offer->version.toString(), offer->page.toString()).toUtf8());
         return 0;
     }
-    return Cli::usageError(QStringLiteral("give --new-keys FILE, --sign FEED.json --secret-key FILE, or --check FILE --public-key BASE64"));
+    return Cli::usageError(QStringLiteral(
+        "give --new-keys FILE, --sign FEED.json --secret-key FILE, or --check FILE --public-key BASE64"));
 }

@@ -58,7 +58,8 @@ struct AtspiAccessibilityTree::Worker {
     // process's default GLib context; whoever iterates it runs libatspi, which is not thread-safe.
     // When the main thread's event loop is not GLib's (the application's), this thread takes the
     // default context and so is the only one; otherwise (test programs) it has its own.
-    GMainContext *context = isDefaultContextFree() ? g_main_context_ref(g_main_context_default()) : g_main_context_new();
+    GMainContext *context
+        = isDefaultContextFree() ? g_main_context_ref(g_main_context_default()) : g_main_context_new();
     GMainLoop *loop = g_main_loop_new(context, FALSE);
     std::thread thread;
     // Touched only on the worker thread.
@@ -566,7 +567,8 @@ AccessibilityTree::Focus AtspiAccessibilityTree::focus(const Application &applic
         [worker = worker.get(), owner = application.processIdentifier] {
             AtspiAccessible *window = keepIfOwnedBy(worker->activeWindow(), owner);
             // The element is looked for in the window just read, not in one activated since.
-            AtspiAccessible *element = window != nullptr ? keepIfOwnedBy(worker->focusedElement(window), owner) : nullptr;
+            AtspiAccessible *element
+                = window != nullptr ? keepIfOwnedBy(worker->focusedElement(window), owner) : nullptr;
             return Pair{window, element};
         },
         [](Pair &late) {

@@ -182,7 +182,8 @@ void EvdevKeySource::readHotplug()
 void EvdevKeySource::readKeyboard(Keyboard &keyboard)
 {
     const EvdevReader::Drained drained = EvdevReader::drain(
-        [&keyboard](unsigned int flag, input_event &event) { return libevdev_next_event(keyboard.device, flag, &event); },
+        [&keyboard](
+            unsigned int flag, input_event &event) { return libevdev_next_event(keyboard.device, flag, &event); },
         [this, &keyboard](const input_event &event) {
             const quint64 timestamp
                 = keyboard.hasMonotonicStamps ? monotonicNanoseconds(event) : KeyEventTranslator::now();

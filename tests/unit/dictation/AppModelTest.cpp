@@ -215,7 +215,8 @@ TEST(AppModel, ClearDuringTheLaunchLoadWins)
     Fixture f;
     const QString file = f.folder.filePath(QStringLiteral("stored.json"));
     RippletHistory stored;
-    stored.add(HistoryItem{QUuid::createUuid(), 1, QStringLiteral("gedit"), QStringLiteral("a"), QStringLiteral("a")}, 10);
+    stored.add(
+        HistoryItem{QUuid::createUuid(), 1, QStringLiteral("gedit"), QStringLiteral("a"), QStringLiteral("a")}, 10);
     HistoryPersistence(file).persist(stored).waitForFinished();
     HistoryPersistence slow(file);
     // A fresh model loads the file unless the history changed first.

@@ -32,11 +32,14 @@ constexpr int sync = EvdevReader::statusSync;
 // What a real keyboard sends around each key: the scan code, the key, the report.
 std::vector<Read> key(quint16 code, qint32 value, qint64 milliseconds)
 {
-    return {{normal, ok, EV_MSC, MSC_SCAN, 0x70000 + code, milliseconds}, {normal, ok, EV_KEY, code, value, milliseconds},
-        {normal, ok, EV_SYN, SYN_REPORT, 0, milliseconds}};
+    return {{normal, ok, EV_MSC, MSC_SCAN, 0x70000 + code, milliseconds},
+        {normal, ok, EV_KEY, code, value, milliseconds}, {normal, ok, EV_SYN, SYN_REPORT, 0, milliseconds}};
 }
 const Read dropped{normal, sync, EV_SYN, SYN_DROPPED, 0, 0};
-Read synced(quint16 code, qint32 value, qint64 milliseconds) { return {syncing, sync, EV_KEY, code, value, milliseconds}; }
+Read synced(quint16 code, qint32 value, qint64 milliseconds)
+{
+    return {syncing, sync, EV_KEY, code, value, milliseconds};
+}
 const Read syncDone{syncing, -EAGAIN, 0, 0, 0, 0};
 const Read empty{normal, -EAGAIN, 0, 0, 0, 0};
 const Read unplugged{normal, -ENODEV, 0, 0, 0, 0};

@@ -53,15 +53,14 @@ struct Case {
 TEST(FloatingPanelController, FadesAndHidesOnTheClock)
 {
     const Case cases[] = {
-        {"a success shows, and leaves 1.0 s later with a 0.25 s fade",
-            {{0, starting}, {1, processing}, {2, done}},
+        {"a success shows, and leaves 1.0 s later with a 0.25 s fade", {{0, starting}, {1, processing}, {2, done}},
             {{0.1, true, 0.667}, {2.99, true, 1}, {3.1, true, 0.6}, {3.25, false, 0}}, 1},
         {"a failure stays 2.5 s", {{0, failedX}}, {{2.49, true, 1}, {2.75, false, 0}}, 1},
-        {"starting during the success display cancels the hide and does not re-place",
-            {{0, done}, {0.5, starting}}, {{5, true, 1}}, 1},
-        {"idle hides at once with a 0.25 s fade", {{0, starting}, {1, idle}}, {{1.24, true, 0.07}, {1.25, false, 0}}, 1},
-        {"the bar is placed again each time it appears",
-            {{0, done}, {3, starting}}, {{3.2, true, 1}}, 2},
+        {"starting during the success display cancels the hide and does not re-place", {{0, done}, {0.5, starting}},
+            {{5, true, 1}}, 1},
+        {"idle hides at once with a 0.25 s fade", {{0, starting}, {1, idle}}, {{1.24, true, 0.07}, {1.25, false, 0}},
+            1},
+        {"the bar is placed again each time it appears", {{0, done}, {3, starting}}, {{3.2, true, 1}}, 2},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -98,7 +97,8 @@ TEST(FloatingPanelPlacement, CentresOnTheScreenUnderThePointer)
     };
     const Placement cases[] = {
         {"pointer on the second screen", {{2000, 500}, {left, right}, 0}, QPoint(1920 + 640 - 280, 1024 - 32 - 68)},
-        {"pointer on the first screen, above its panel", {{10, 10}, {left, right}, 1}, QPoint(960 - 280, 1040 - 32 - 68)},
+        {"pointer on the first screen, above its panel", {{10, 10}, {left, right}, 1},
+            QPoint(960 - 280, 1040 - 32 - 68)},
     };
     for (const Placement &c : cases) {
         SCOPED_TRACE(c.name);

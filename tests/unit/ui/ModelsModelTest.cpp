@@ -30,8 +30,11 @@ TEST(ModelsModel, OnlyUsableChoicesAreStoredAndAProblemSaysWhy)
     const Case cases[] = {
         {"a file that is not there", [&] { m.useModelFile(0, QStringLiteral("/nowhere/model.bin")); }, 0, 0, true},
         {"the user's own file", [&] { m.useModelFile(0, ownModel); }, 0, 1, false},
-        {"a server elsewhere", [&] { m.useTranscriptionServer(1, QStringLiteral("http://example.com/v1"), {}); }, 1, 0, true},
-        {"a server here", [&] { m.useTranscriptionServer(1, QStringLiteral("http://127.0.0.1:8080/v1"), QStringLiteral("whisper")); }, 1, 2, false},
+        {"a server elsewhere", [&] { m.useTranscriptionServer(1, QStringLiteral("http://example.com/v1"), {}); }, 1, 0,
+            true},
+        {"a server here",
+            [&] { m.useTranscriptionServer(1, QStringLiteral("http://127.0.0.1:8080/v1"), QStringLiteral("whisper")); },
+            1, 2, false},
         {"back to the catalogue", [&] { m.useCatalogueModel(0); }, 0, 0, false},
     };
     for (const Case &c : cases) {
@@ -42,7 +45,9 @@ TEST(ModelsModel, OnlyUsableChoicesAreStoredAndAProblemSaysWhy)
     }
     const SpeechModelChoice stored = SpeechModelChoice::load(f.defaults);
     EXPECT_EQ(stored.japanese, SpeechModelChoice::Source(SpeechModelChoice::Catalogue {}));
-    EXPECT_EQ(stored.english, SpeechModelChoice::Source(SpeechModelChoice::Endpoint {QUrl(QStringLiteral("http://127.0.0.1:8080/v1")), QStringLiteral("whisper")}));
+    EXPECT_EQ(stored.english,
+        SpeechModelChoice::Source(
+            SpeechModelChoice::Endpoint{QUrl(QStringLiteral("http://127.0.0.1:8080/v1")), QStringLiteral("whisper")}));
 
     m.useLanguageModelEndpoint(QStringLiteral("http://localhost:11434/v1"), QStringLiteral("qwen"));
     EXPECT_EQ(m.languageModel().value(QStringLiteral("source")).toInt(), 1);
