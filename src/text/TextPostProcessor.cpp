@@ -19,10 +19,11 @@ const Rule spokenPunctuation[] = {
     {IcuRegex(u"(?<![A-Za-z])てん(?![A-Za-z])"), QStringLiteral("、")},
 };
 
-// The longer forms come first so that えーと wins over えー.
+// The longer forms come first so that えーと wins over えー. What comes before a filler is only looked
+// at, so a filler right after another one is removed in the same pass.
 const Rule japaneseFillers[] = {
-    {IcuRegex(u"(^|[\\s、。，．,.])(?:えーっと|えーと|ええと|えっと|えー|あのー|あのう|うーん|んー)(?:[、，,\\s]+|$)"),
-        QStringLiteral("$1")},
+    {IcuRegex(u"(?<=^|[\\s、。，．,.])(?:えーっと|えーと|ええと|えっと|えー|あのー|あのう|うーん|んー)(?:[、，,\\s]+|$)"),
+        QString()},
     {IcuRegex(u"、{2,}"), QStringLiteral("、")},
     {IcuRegex(u"(^|。)、"), QStringLiteral("$1")},
 };

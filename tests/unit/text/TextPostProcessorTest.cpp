@@ -34,6 +34,7 @@ TEST(TextPostProcessor, Process)
         {"dictionary runs before punctuation", u"まる", u"丸", ja, true, {entry(u"まる", u"丸")}},
         {"filler at the start", u"えーと、会議は4時からです", u"会議は4時からです", ja},
         {"longer filler wins", u"えーっと、はい", u"はい", ja},
+        {"fillers in a row", u"えーと、えーと、あのー、会議は", u"会議は", ja},
         {"comma run at the start", u"、、はい", u"はい", ja},
         {"english whitespace and capital", u"a  b \n  c  ", u"A b\nc", en},
         {"ideographic spaces trimmed at the ends only", u"\u3000会議\u3000です\u3000\n", u"会議\u3000です", ja},
