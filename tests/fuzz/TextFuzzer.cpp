@@ -1,3 +1,4 @@
+#include "core/Unicode.h"
 #include "engines/MecabTokenizer.h"
 #include "text/JapaneseEditFilter.h"
 #include "text/PolishedTextValidator.h"
@@ -74,11 +75,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             require(usesOnlyTheRawWords(cleanedRaw, *accepted), "an accepted rewrite uses only the raw words");
         if (accepted && language == RecognitionLanguage::japanese)
             require(*accepted != cleanedRaw, "an accepted Japanese rewrite changes something");
+        // Cleaned text cleans to itself, the dictionary aside (a replacement may hold its spoken form).
+        const QString cleaned = TextPostProcessor::process(raw, {}, true, language);
+        require(TextPostProcessor::process(cleaned, {}, true, language) == cleaned, "cleaning is idempotent");
         const QString wrapped = PromptBuilder::wrapUtterance(raw, language);
         const QString closing = language == RecognitionLanguage::japanese ? QStringLiteral("</発話>")
                                                                            : QStringLiteral("</utterance>");
         require(wrapped.count(closing) == 1 && wrapped.endsWith(closing), "the utterance closes once, at its end");
     }
+    const QString canonical = Unicode::canonicalForm(raw);
+    require(Unicode::canonicalForm(canonical) == canonical, "the canonical form is idempotent");
+    const QString normalized = PolishedTextValidator::normalized(raw);
+    require(PolishedTextValidator::normalized(normalized) == normalized, "normalising is idempotent");
     // Merging a text with itself finds no difference to judge; read as UTF-8 too.
     for (const auto &[one, other] : {std::pair(raw, polished),
              std::pair(QString::fromUtf8(first.data(), qsizetype(first.size())),
