@@ -1,41 +1,15 @@
 #include "ui/OnboardingModel.h"
 
+#include "FakePermissions.h"
 #include "QtWarnings.h"
 #include "WindowFixture.h"
-#include "platform/Permissions.h"
 #include "ui/OnboardingWindow.h"
 
 #include <QQuickItem>
 
 #include <gtest/gtest.h>
 
-#include <mutex>
-#include <vector>
-
 namespace {
-
-// Grants as the test sets them; requests and opened pages in order.
-class FakePermissions final : public Permissions
-{
-public:
-    mutable std::mutex lock;
-    PermissionStatus granted;
-    std::vector<Permission> requested;
-    std::vector<Permission> opened;
-
-    PermissionStatus status(RecognitionLanguage) const override
-    {
-        std::scoped_lock guard(lock);
-        return granted;
-    }
-    void request(Permission permission, RecognitionLanguage) override { requested.push_back(permission); }
-    void openPage(Permission permission) override { opened.push_back(permission); }
-    void grant(const PermissionStatus &status)
-    {
-        std::scoped_lock guard(lock);
-        granted = status;
-    }
-};
 
 TEST(OnboardingModel, RowsFollowTheGrantsARequestOpensItsPageAMomentLaterAndDoneEndsTheFirstRun)
 {
