@@ -18,6 +18,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include "FakeKeystroke.h"
 #include "WaitFor.h"
 
 #include <gtest/gtest.h>
@@ -134,6 +135,15 @@ TEST_F(WaylandSession, ANativeWindowWithoutTheVirtualKeyboardIsLeftAlone)
     EXPECT_EQ(paste(u"Hello"_s, entry), std::unexpected(PasteError::noKeystroke));
     EXPECT_EQ(target.text(), QString());
     EXPECT_EQ(waylandClipboard(), u"mine"_s);
+
+    // The portal's keyboard, once allowed, reaches the native window; refused, its reason follows the device file's.
+    FakeKeystroke portal;
+    WaylandSessionKeystroke withPortal{virtualKeyboard, xwayland, xwaylandWindows, &portal};
+    EXPECT_TRUE(withPortal.sendPaste(true));
+    EXPECT_EQ(portal.sent, std::vector<bool>{true});
+    portal.missing = u"refused"_s;
+    EXPECT_FALSE(withPortal.isAvailable());
+    EXPECT_EQ(withPortal.unavailableReason(), virtualKeyboard.unavailableReason() + u" refused"_s);
 }
 
 } // namespace
