@@ -103,7 +103,7 @@ private:
 bool paste(RemoteDesktopPortalKeystroke &keystroke, bool forTerminal)
 {
     std::future<bool> sent = std::async(std::launch::async, [&] { return keystroke.sendPaste(forTerminal); });
-    waitFor([&] { return sent.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+    waitFor(sent);
     return sent.get();
 }
 

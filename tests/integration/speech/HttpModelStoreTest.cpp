@@ -93,7 +93,7 @@ TEST(HttpModelStore, StoppingEndsAStalledDownloadAndRefusesNewOnes)
         = std::async(std::launch::async, [&f] { return f.download("/stall"); });
     ASSERT_TRUE(waitFor([&] { return !f.server.requests.isEmpty(); }));
     f.store.stopDownloads();
-    ASSERT_TRUE(waitFor([&] { return stalled.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+    ASSERT_TRUE(waitFor(stalled));
     EXPECT_FALSE(stalled.get());
     EXPECT_FALSE(f.download("/file"));
     EXPECT_FALSE(QFile::exists(f.store.pathOf(f.file)));

@@ -34,8 +34,7 @@ struct Session {
     // Keeps the server's event loop going until `run` returns.
     std::expected<void, QString> outcome(int milliseconds = 20000)
     {
-        EXPECT_TRUE(waitFor(
-            [&] { return ended.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }, milliseconds));
+        EXPECT_TRUE(waitFor(ended, milliseconds));
         return ended.get();
     }
 };
