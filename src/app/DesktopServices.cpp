@@ -17,14 +17,14 @@ DesktopServices::DesktopServices()
     if (isWaylandSession()) {
         auto *evdev = new EvdevKeySource(&session);
         keys.reset(evdev);
-        virtualKeyboard = std::make_unique<UinputKeystroke>([evdev] { return evdev->heldModifiers(); }, injected);
+        const auto heldModifiers = [evdev] { return evdev->heldModifiers(); };
+        virtualKeyboard = std::make_unique<UinputKeystroke>(heldModifiers, injected);
         xwaylandKeystroke = std::make_unique<XTestKeystroke>(injected);
         xwaylandWindows = std::make_unique<X11ActiveWindow>();
         // The desktop asks the user before the portal's keyboard works: asked only when it is needed.
         if (!virtualKeyboard->isAvailable()) {
             portalKeystroke = std::make_unique<RemoteDesktopPortalKeystroke>(engines.log,
-                XdgPaths::configHome() + QStringLiteral("/sorawen/remote-desktop-token"),
-                [evdev] { return evdev->heldModifiers(); });
+                XdgPaths::configHome() + QStringLiteral("/sorawen/remote-desktop-token"), heldModifiers);
             portalKeystroke->start();
         }
         keystroke = std::make_unique<WaylandSessionKeystroke>(
